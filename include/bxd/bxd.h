@@ -1,0 +1,20 @@
+/* SPDX-License-Identifier: MIT */
+/*
+ * libbxd, a card-file database engine. This header takes in the whole interface.
+ *
+ *   status.h  what every function answers
+ *   types.h   integers, handles, keys, items
+ *   box.h     boxes: their life, their items, their figures
+ *   card.h    cards: reading, writing, copying
+ *   files.h   names, files, the room on the storage, messages
+ */
+#ifndef BXD_BXD_H
+#define BXD_BXD_H
+
+#include "box.h"
+#include "card.h"
+#include "files.h"
+#include "status.h"
+#include "types.h"
+
+#endif

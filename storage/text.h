@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+// Small text helpers: Shift-JIS character predicates, number text, name comparison.
+//
+// A Shift-JIS character is passed as a 16-bit value: low byte the first byte of the text, high byte the next.
+#pragma once
+
+#include <bxd/files.h>
+
+extern "C" {
+
+// Non-zero when the pair forms one two-byte character; C_LOCAL_is_2byte_f is the opposite.
+int Is2byte(u16 c);
+int C_LOCAL_is_2byte_f(u16 c);
+
+// The same, widened by half-width katakana followed by its voicing mark, so that the pair sorts as one.
+int Is2byteDakuon(u16 c);
+int C_LOCAL_is_2byte_dakuon_f(u16 c);
+
+// `number` in decimal, right-aligned in `width` (at most 16) places, padded with '0', and a terminator.
+// Writes width + 1 bytes. Of too many digits the lowest stay; a negative number has '-' in the first place.
+void I2A_0nd(u8* out, i32 number, u32 width);
+}
