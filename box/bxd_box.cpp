@@ -45,9 +45,12 @@ BoxHandle MakeHandle(const char* name, u8 fid, const u8* header)
 {
     u32 itemOffset = GET_4BYTES(header + kHdItemOffset);
     u32 itemSize = GET_4BYTES(header + kHdItemSize);
-    if (itemOffset == kUnset || static_cast<uint64_t>(itemOffset) + itemSize > BxdFileSize(fid)) { return nullptr; }
+    if (itemOffset == kUnset || static_cast<uint64_t>(itemOffset) + itemSize > BxdFileSize(fid)) {
+        return nullptr;
+    }
 
-    BoxHandle box = reinterpret_cast<BoxHandle>(NewHeapHandle(static_cast<u32>(sizeof(BoxRecord)) + itemSize));
+    BoxHandle box =
+        reinterpret_cast<BoxHandle>(NewHeapHandle(static_cast<u32>(sizeof(BoxRecord)) + itemSize));
     if (box == nullptr) { return nullptr; }
     BoxRecord* record = *box;
     *record = {};
@@ -308,8 +311,9 @@ u32 _GetMasterIndex(const char* name, char* out)
     if (status != BXD_OK) { return status; }
     for (bxd::IndexTableWalk entry(table.data()); !entry.atEnd(); entry.next()) {
         if (entry.fileId() != kMasterIndexId) { continue; }
-        if (std::strlen(entry.name()) >= BXD_PATH_SIZE) { return BXD_ERR_FAIL; }
-        std::strcpy(out, entry.name());
+        size_t length = std::strlen(entry.name());
+        if (length >= BXD_PATH_SIZE) { return BXD_ERR_FAIL; }
+        std::memcpy(out, entry.name(), length + 1);
         return BXD_OK;
     }
     return BXD_ERR_NOTFOUND;
@@ -327,8 +331,9 @@ u32 _GetIndexName(const char* name, i32 number, char* out, u32 outSize, u32* isM
         status = GetFullPathIndexName(full, entry.name(), name, entry.nameType());
         if (status != BXD_OK) { return status; }
         *isMaster = entry.fileId() == kMasterIndexId ? 1 : 0;
-        if (outSize <= std::strlen(full)) { return BXD_ERR_NOSPACE; }
-        std::strcpy(out, full);
+        size_t length = std::strlen(full);
+        if (outSize <= length) { return BXD_ERR_NOSPACE; }
+        std::memcpy(out, full, length + 1);
         return BXD_OK;
     }
     return BXD_ERR_NOTFOUND;

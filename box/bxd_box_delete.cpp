@@ -19,7 +19,8 @@ void DeleteRegisteredIndexes(const u8* table, const char* boxName)
 {
     for (bxd::IndexTableWalk entry(table); !entry.atEnd(); entry.next()) {
         char indexName[BXD_PATH_SIZE];
-        if (GetFullPathIndexName(indexName, entry.name(), boxName, entry.nameType()) == BXD_OK && indexName[0] != '\0') {
+        if (GetFullPathIndexName(indexName, entry.name(), boxName, entry.nameType()) == BXD_OK &&
+            indexName[0] != '\0') {
             (void)BxdFileDelete(indexName);
         }
     }
@@ -53,8 +54,9 @@ u32 DeleteOrphanIndexes(const char* name)
     constexpr char kEveryFile[] = "*.*";
     char boxName[BXD_PATH_SIZE];
     char pattern[BXD_PATH_SIZE + sizeof kEveryFile];
-    if (std::strlen(name) >= sizeof boxName) { return BXD_ERR_NOFILE; }
-    std::strcpy(boxName, name);
+    size_t length = std::strlen(name);
+    if (length >= sizeof boxName) { return BXD_ERR_NOFILE; }
+    std::memcpy(boxName, name, length + 1);
     AddDriveName(pattern, boxName, kEveryFile);
 
     FileScanState scan = {};

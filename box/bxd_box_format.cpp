@@ -9,19 +9,24 @@
 extern "C" {
 
 const u8 box_file_header[kHeaderSize] = {
-    0xFF, 0x00, kBoxFileId, 0x31,                    // mark, reserved, kind, version
-    0xFF, 0xFF, 0xFF, 0xFF,                          // cardOffset
-    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,  // itemOffset, itemSize
-    kHeaderSize, 0x00, 0x00, 0x00,                   // offsetTable
-    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,  // offsetCard, offsetCardSize
-    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,  // indexTable, indexTableSize
-    0xFF, 0xFF, 0xFF, 0xFF,                          // systemCardSize
-    0xFF, 0xFF, 0xFF, 0xFF,                          // aplName, filled in by _BoxCreate
-    0xFF, 0x00, 0xFF, 0xFF,                          // syncFlag, garbageFlags, fileInfo, reserved
-    0x00, 0x00, 0x00, 0x00,                          // garbageSize
-    0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0xFF, 0xFF,  // cardCount, unUsedCardID, maxCardID, reserved
-    0x01, 0x00, 0x00, 0x00,                          // syncId
-    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,  // reserved
+    0xFF,        0x00, kBoxFileId, 0x31,  // mark, reserved, kind, version
+    0xFF,        0xFF, 0xFF,       0xFF,  // cardOffset
+    0xFF,        0xFF, 0xFF,       0xFF,
+    0xFF,        0xFF, 0xFF,       0xFF,  // itemOffset, itemSize
+    kHeaderSize, 0x00, 0x00,       0x00,  // offsetTable
+    0xFF,        0xFF, 0xFF,       0xFF,
+    0xFF,        0xFF, 0xFF,       0xFF,  // offsetCard, offsetCardSize
+    0xFF,        0xFF, 0xFF,       0xFF,
+    0xFF,        0xFF, 0xFF,       0xFF,  // indexTable, indexTableSize
+    0xFF,        0xFF, 0xFF,       0xFF,  // systemCardSize
+    0xFF,        0xFF, 0xFF,       0xFF,  // aplName, filled in by _BoxCreate
+    0xFF,        0x00, 0xFF,       0xFF,  // syncFlag, garbageFlags, fileInfo, reserved
+    0x00,        0x00, 0x00,       0x00,  // garbageSize
+    0x00,        0x00, 0x01,       0x00,
+    0x00,        0x00, 0xFF,       0xFF,  // cardCount, unUsedCardID, maxCardID, reserved
+    0x01,        0x00, 0x00,       0x00,  // syncId
+    0xFF,        0xFF, 0xFF,       0xFF,
+    0xFF,        0xFF, 0xFF,       0xFF,  // reserved
 };
 }
 
@@ -52,7 +57,9 @@ bool IndexEntriesFit(const u8* table, u32 size)
         if (entryLength == 0 || entryLength == 0xFFFF) { return true; }
         u32 end = pos + 2 + entryLength;
         if (end > size || entryLength + 2 <= kIndexEntryName) { return false; }
-        if (std::memchr(table + pos + kIndexEntryName, 0, end - pos - kIndexEntryName) == nullptr) { return false; }
+        if (std::memchr(table + pos + kIndexEntryName, 0, end - pos - kIndexEntryName) == nullptr) {
+            return false;
+        }
         pos = end;
     }
     return pos == size;
@@ -111,7 +118,9 @@ u32 CheckFileBox(const char* name, u8* fid, u32 readOnly)
 
     u8 kind[2] = {};
     u32 status = SeekFileIder(static_cast<u8>(opened), kind);
-    if (status == BXD_OK && (kind[0] != kBoxFileId || !bxd::IsKnownVersion(kind[1]))) { status = BXD_ERR_NOFILE; }
+    if (status == BXD_OK && (kind[0] != kBoxFileId || !bxd::IsKnownVersion(kind[1]))) {
+        status = BXD_ERR_NOFILE;
+    }
     if (status != BXD_OK) {
         (void)BxdFileClose(static_cast<u8>(opened));
         return status;
@@ -132,7 +141,10 @@ u32 CheckFileBoxExRwMode(const char* name, u8* fid, void* header, u32 readOnly)
     return status;
 }
 
-u32 CheckFileBoxEx(const char* name, u8* fid, void* header) { return CheckFileBoxExRwMode(name, fid, header, 0); }
+u32 CheckFileBoxEx(const char* name, u8* fid, void* header)
+{
+    return CheckFileBoxExRwMode(name, fid, header, 0);
+}
 
 u32 ReadItemTable(u8 fid, u8** table, u32* size)
 {

@@ -42,9 +42,9 @@ constexpr u32 kHdMaxCardID = 56;       // u16, highest id in use
 constexpr u32 kHdSyncId = 60;          // u32, change counter
 constexpr u32 kHeaderSize = 72;
 
-constexpr u32 kOffsetTableSize = 2048;                      // bytes of the default offset table
+constexpr u32 kOffsetTableSize = 2048;                       // bytes of the default offset table
 constexpr u32 kNewBoxSize = kHeaderSize + kOffsetTableSize;  // a box without items; the item table's place
-constexpr u32 kSystemSlotBytes = 44;                        // its first eleven words: entry 0 and the system slots
+constexpr u32 kSystemSlotBytes = 44;  // its first eleven words: entry 0 and the system slots
 
 // An entry of the index table, behind the card's head; an entryLength of 0 or 0xFFFF ends the table.
 constexpr u32 kIndexEntryType = 2;    // u8, form of the name

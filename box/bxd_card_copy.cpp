@@ -16,10 +16,10 @@
 namespace {
 
 constexpr u32 kCopyPiece = 7168;
-constexpr u32 kCopyReserve = 4096;       // room asked for beside the card
-constexpr u32 kReplaceReserve = 4102;    // and where it may take its target's place
-constexpr u32 kRelabelBytes = 2560;      // and where only its id changes
-constexpr u32 kHeadId = 2;               // bytes of a card's id, which a card in its target's place keeps
+constexpr u32 kCopyReserve = 4096;     // room asked for beside the card
+constexpr u32 kReplaceReserve = 4102;  // and where it may take its target's place
+constexpr u32 kRelabelBytes = 2560;    // and where only its id changes
+constexpr u32 kHeadId = 2;             // bytes of a card's id, which a card in its target's place keeps
 
 u32 CheckRoom(u32 bytes) { return bxd::RequireSpace(0, kUsualNodes, bytes); }
 
@@ -45,7 +45,8 @@ u32 FindNormalSource(BoxRecord* box, u16 sourceId, CardCopyState* copy)
 {
     u32 appendTable = 0;
     if (sourceId == 0) { return BXD_ERR_FAIL; }
-    if (GetFilePtr(box->fid, sourceId, copy->table, &copy->sourcePos, &appendTable) != BXD_OK || copy->sourcePos == 0) {
+    if (GetFilePtr(box->fid, sourceId, copy->table, &copy->sourcePos, &appendTable) != BXD_OK ||
+        copy->sourcePos == 0) {
         return BXD_ERR_FAIL;
     }
     if (sourceId <= kDefaultIds) { return BXD_OK; }
@@ -70,7 +71,8 @@ u32 FindSystemSource(BoxRecord* box, u16 sourceId, CardCopyState* copy)
     } else {
         u32 total = 0;
         u8 slot = 0;
-        u32 status = GetSystemCardOffset(box->fid, sourceId, copy->table + 1, &copy->sourcePos, &total, &slot);
+        u32 status =
+            GetSystemCardOffset(box->fid, sourceId, copy->table + 1, &copy->sourcePos, &total, &slot);
         if (status != BXD_OK) { return status; }
     }
     return copy->sourcePos != 0 ? BXD_OK : BXD_ERR_NOTFOUND;
@@ -132,7 +134,8 @@ u32 ReadSourceAttr(BoxRecord* box, CardCopyState* copy)
         return BXD_OK;
     }
     CardItemPlace place = {};
-    u32 at = ReadItemData(box->fid, &place, static_cast<u8>(item.itemNumber), copy->sourcePos, 1, &copy->attr);
+    u32 at =
+        ReadItemData(box->fid, &place, static_cast<u8>(item.itemNumber), copy->sourcePos, 1, &copy->attr);
     return at != 0 ? BXD_OK : BXD_ERR_FAIL;
 }
 
@@ -140,8 +143,11 @@ u32 ReadSourceAttr(BoxRecord* box, CardCopyState* copy)
 
 u32 PublishNormal(const BoxRecord* box, CardCopyState* copy)
 {
-    if (copy->targetKind != kTargetNew) { return ModOffsetTable(box->fid, copy->tablePos, copy->cardPos, copy->cardId); }
-    return ModOffsetTableNew(box->fid, copy->tablePos, copy->cardPos, copy->cardId, copy->slotKilled, copy->table);
+    if (copy->targetKind != kTargetNew) {
+        return ModOffsetTable(box->fid, copy->tablePos, copy->cardPos, copy->cardId);
+    }
+    return ModOffsetTableNew(box->fid, copy->tablePos, copy->cardPos, copy->cardId, copy->slotKilled,
+                             copy->table);
 }
 
 u32 KillReplaced(const BoxRecord* box, const CardCopyState* copy)
@@ -207,7 +213,9 @@ u32 FillLastPlace(u8 fid, const OldPlace& place, u8* card, u32 total)
     if (status != BXD_OK) { return status; }
     PUT_2BYTES(card + total, END_MARK_ID);
     status = bxd::WriteAll(fid, place.pos + kHeadId, card + kHeadId, total - kHeadId + kEndMarkSize);
-    if (status == BXD_OK && total < place.room) { status = BxdFileCut(fid, place.pos + total + kEndMarkSize); }
+    if (status == BXD_OK && total < place.room) {
+        status = BxdFileCut(fid, place.pos + total + kEndMarkSize);
+    }
     return status == BXD_OK ? bxd::CountGarbage(fid, -static_cast<i32>(place.deadBytes)) : status;
 }
 
@@ -281,7 +289,9 @@ u32 LoadImage(BoxRecord* box, const CardCopyState* copy, const CardHead& head)
 {
     u8* image = bxd::ImageOf(box);
     u32 status = bxd::ReadExactly(box->fid, copy->sourcePos, image, head.total(), BXD_ERR_NOTFOUND);
-    if (status == BXD_OK && !bxd::ImageFits(image, head.total(), bxd::ItemCount(box))) { status = BXD_ERR_FAIL; }
+    if (status == BXD_OK && !bxd::ImageFits(image, head.total(), bxd::ItemCount(box))) {
+        status = BXD_ERR_FAIL;
+    }
     if (status != BXD_OK) {
         bxd::DropEdit(box);
         return status;
@@ -335,7 +345,8 @@ u32 CopyWithEndMark(u8 fid, u32 dst, u32 src, u16 cardId)
 u32 DelSrcSystemCard(BoxRecord* box, CardCopyState* copy)
 {
     u32 status = ReturnToDefaultTable(box, copy);
-    return status == BXD_OK ? DeleteSystemOffset(box->fid, copy->tablePos, copy->table, copy->sourcePos) : status;
+    return status == BXD_OK ? DeleteSystemOffset(box->fid, copy->tablePos, copy->table, copy->sourcePos)
+                            : status;
 }
 
 u32 MakeTargetCard(BoxRecord* box, CardCopyState* copy)
@@ -351,7 +362,9 @@ u32 MakeTargetCard(BoxRecord* box, CardCopyState* copy)
     if (status == BXD_OK) { status = CopyWithEndMark(fid, copy->cardPos, copy->sourcePos, copy->cardId); }
     if (status == BXD_OK && copy->isUpdate != 0) {
         status = DeleteCardData(fid, copy->isUpdate);
-        if (status == BXD_OK) { status = DeleteSystemOffset(fid, copy->tablePos, copy->table, copy->isUpdate); }
+        if (status == BXD_OK) {
+            status = DeleteSystemOffset(fid, copy->tablePos, copy->table, copy->isUpdate);
+        }
     }
     if (status != BXD_OK) { return status; }
     return ModSystemOffsetTable(fid, copy->tablePos, copy->table, copy->cardPos, copy->isUpdate);
@@ -377,13 +390,18 @@ u32 SlimRamCopyCard(BoxRecord* box, CardCopyState* copy)
     }
 
     u32 status = CheckRoom(payload + kCopyReserve);
-    if (status == BXD_OK) { status = SystemCardToFlash(box->fid, copy->cardPos, copy->sourceImage, copy->cardId); }
-    if (status == BXD_OK && copy->startsCardArea) { status = bxd::WriteWord(box->fid, kHdCardOffset, copy->cardPos); }
+    if (status == BXD_OK) {
+        status = SystemCardToFlash(box->fid, copy->cardPos, copy->sourceImage, copy->cardId);
+    }
+    if (status == BXD_OK && copy->startsCardArea) {
+        status = bxd::WriteWord(box->fid, kHdCardOffset, copy->cardPos);
+    }
     if (status != BXD_OK) { return status; }
     bool isSystemTarget = copy->cardId >= TMP_SYSTEM_CARD_ID;
     status = isSystemTarget
                  ? ModSystemOffsetTable(box->fid, copy->tablePos, copy->table, copy->cardPos, copy->isUpdate)
-                 : ModOffsetTableNew(box->fid, copy->tablePos, copy->cardPos, copy->cardId, copy->slotKilled, copy->table);
+                 : ModOffsetTableNew(box->fid, copy->tablePos, copy->cardPos, copy->cardId, copy->slotKilled,
+                                     copy->table);
     return status == BXD_OK ? KillReplaced(box, copy) : status;
 }
 
@@ -415,7 +433,7 @@ u32 SystemCardCopy(BoxRecord* box, CardCopyState* copy)
 {
     if (box->tmpCardWork == nullptr) { return BXD_ERR_FAIL; }
     bool isEdit = (box->tmpCardState & kTmpCardInFile) != 0 && copy->sourcePos == box->tmpCardOffset;
-    u32 status = copy->sourceKind == kSourceInRam            ? SlimRamCopyCard(box, copy)
+    u32 status = copy->sourceKind == kSourceInRam           ? SlimRamCopyCard(box, copy)
                  : isEdit && copy->targetKind == kTargetNew ? RelabelEdit(box, copy)
                                                             : MoveSystemCard(box, copy);
     if (status != BXD_OK) { return status; }
@@ -439,7 +457,9 @@ u32 CardCopyToRam(BoxHandle box, CardCopyState* copy)
     status = _CardCreate(box, &editId);
     if (status != BXD_OK) { return status; }
     copy->targetImage = bxd::ImageOf(record);
-    if (record->tmpCardWorkSize > head.cardLength + kCardHead + kEndMarkSize) { return LoadImage(record, copy, head); }
+    if (record->tmpCardWorkSize > head.cardLength + kCardHead + kEndMarkSize) {
+        return LoadImage(record, copy, head);
+    }
 
     // Ending the card that was under edit may have moved the end of the file.
     copy->cardPos = BxdFileSize(record->fid) - kEndMarkSize;
@@ -464,7 +484,9 @@ u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId)
     status = sourceId < TMP_SYSTEM_CARD_ID ? NormalCardCopy(lease.record(), &copy)
                                            : SystemCardCopy(lease.record(), &copy);
     // The chosen id goes back to the search.
-    if (status != BXD_OK && copy.targetKind == kTargetNew) { (void)WriteUnUsedCardID(lease->fid, copy.cardId); }
+    if (status != BXD_OK && copy.targetKind == kTargetNew) {
+        (void)WriteUnUsedCardID(lease->fid, copy.cardId);
+    }
     return status;
 }
 }

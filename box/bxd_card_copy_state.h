@@ -25,7 +25,7 @@ struct CardCopyState {
     u16 cardId;                     // the target's id
     u32 sourceKind;
     u32 targetKind;
-    u16 topId;                      // 500 while `table` holds the default table
-    u8 attr;                        // stored attribute of the source
-    bool startsCardArea;            // the target will be the first card of the box
+    u16 topId;            // 500 while `table` holds the default table
+    u8 attr;              // stored attribute of the source
+    bool startsCardArea;  // the target will be the first card of the box
 };

@@ -11,12 +11,13 @@
 namespace {
 
 constexpr u8 kEndMark[kEndMarkSize] = {0xFF, 0xFF};
-constexpr u32 kEntryTag = 2;       // in an item entry behind its length: type, subtype, tag
+constexpr u32 kEntryTag = 2;  // in an item entry behind its length: type, subtype, tag
 constexpr u32 kEntryWithTag = 6;
 
 u32 Tag(const u8* tag)
 {
-    u32 word = static_cast<u32>(tag[0]) << 24 | static_cast<u32>(tag[1]) << 16 | static_cast<u32>(tag[2]) << 8 | tag[3];
+    u32 word = static_cast<u32>(tag[0]) << 24 | static_cast<u32>(tag[1]) << 16 |
+               static_cast<u32>(tag[2]) << 8 | tag[3];
     return word & kTagMask;
 }
 

@@ -21,13 +21,13 @@
 
 #include "box/bxd_box_format.h"
 
-constexpr u32 kCardHead = 6;         // cardId and cardLength
+constexpr u32 kCardHead = 6;  // cardId and cardLength
 constexpr u32 kCardLengthAt = 2;
-constexpr u32 kItemCardHead = 10;    // and headSize, lengthTableSize
+constexpr u32 kItemCardHead = 10;  // and headSize, lengthTableSize
 constexpr u32 kLengthTableSizeAt = 8;
 constexpr u32 kLengthFieldMax = 4;
-constexpr u32 kNoLengthForm = 5;     // the "size" of a length that no field can hold
-constexpr u8 kAttrLiveBit = 0x40;    // set in the stored attribute of a live card; the caller sees it flipped
+constexpr u32 kNoLengthForm = 5;   // the "size" of a length that no field can hold
+constexpr u8 kAttrLiveBit = 0x40;  // set in the stored attribute of a live card; the caller sees it flipped
 constexpr u32 kTagMask = 0xDFFFFFFF;  // the case of a tag's first letter does not count
 constexpr u8 kCategoryItemType = 12;
 

@@ -18,7 +18,10 @@ bool IsReserved(u16 cardId)
     return cardId == TMP_SYSTEM_CARD_ID || (cardId >= OFFSET_TABLE_ID && cardId <= OFFSET_CARD_ID);
 }
 
-bool CanBeWritten(u16 cardId) { return cardId > TMP_SYSTEM_CARD_ID && cardId <= EXT_INFO_ID && !IsReserved(cardId); }
+bool CanBeWritten(u16 cardId)
+{
+    return cardId > TMP_SYSTEM_CARD_ID && cardId <= EXT_INFO_ID && !IsReserved(cardId);
+}
 
 u32 PublishImage(u8 fid, u16 cardId, u32 pos, u32 oldPos)
 {
@@ -33,11 +36,15 @@ u32 PublishImage(u8 fid, u16 cardId, u32 pos, u32 oldPos)
 // A card area is there: cards, or an index table alone.
 bool HasEndMark(const u8* header)
 {
-    return bxd::IsPosition(GET_4BYTES(header + kHdCardOffset)) || bxd::IsPosition(GET_4BYTES(header + kHdIndexTable));
+    return bxd::IsPosition(GET_4BYTES(header + kHdCardOffset)) ||
+           bxd::IsPosition(GET_4BYTES(header + kHdIndexTable));
 }
 
 // Where the new card goes: over the end mark, or at the end of a file that has none.
-u32 PlaceOfNewCard(u8 fid, const u8* header) { return BxdFileSize(fid) - (HasEndMark(header) ? kEndMarkSize : 0); }
+u32 PlaceOfNewCard(u8 fid, const u8* header)
+{
+    return BxdFileSize(fid) - (HasEndMark(header) ? kEndMarkSize : 0);
+}
 
 // Kills the card that the image replaces. The kill of the last card cuts the file: the new one then goes
 // where it stood.
@@ -141,7 +148,8 @@ u32 _WriteCardImage(const char* boxName, u16 cardId, const u16* data, u32 length
     if (status == BXD_OK) { status = WriteImage(fid, cardId, data, length, pos); }
     if (status == BXD_OK) { status = PublishImage(fid, cardId, pos, oldPos); }
     // The first card of a box begins the chain: without its position no later card would find it.
-    bool beginsChain = !HasEndMark(header) || (cardId == EXT_INFO_ID && GET_4BYTES(header + kHdCardOffset) == kUnset);
+    bool beginsChain =
+        !HasEndMark(header) || (cardId == EXT_INFO_ID && GET_4BYTES(header + kHdCardOffset) == kUnset);
     return status == BXD_OK && beginsChain ? bxd::WriteWord(fid, kHdCardOffset, pos) : status;
 }
 }

@@ -88,9 +88,9 @@ private:
 struct ItemRequest {
     const CardDescriptor* key;
     u8* buf;
-    u32* len;     // room in, length out
-    u32 offset;   // within the item
-    u32 want;     // bytes of a partial read; 0 for the whole item
+    u32* len;    // room in, length out
+    u32 offset;  // within the item
+    u32 want;    // bytes of a partial read; 0 for the whole item
 };
 
 // What part of an item of `length` bytes is asked for: 35 for a partial read from behind its end.
@@ -352,8 +352,9 @@ u32 CardReadSub(BoxRecord* box, const CardDescriptor* key, u8* buf, u32* len, u3
     if (bxd::IsInRam(box, key->cardId)) { return ReadFromImage(box, item.itemNumber, request); }
 
     u32 cardOffset = 0;
-    status = key->cardId >= TMP_SYSTEM_CARD_ID ? FindSystemCard(box, key->cardId, &cardOffset)
-                                               : GetFilePtrWithoutOffsetTable(box->fid, key->cardId, &cardOffset);
+    status = key->cardId >= TMP_SYSTEM_CARD_ID
+                 ? FindSystemCard(box, key->cardId, &cardOffset)
+                 : GetFilePtrWithoutOffsetTable(box->fid, key->cardId, &cardOffset);
     if (status != BXD_OK) { return status; }
     if (cardOffset == 0) { return BXD_ERR_NOTFOUND; }
     return ReadFromFile(box->fid, cardOffset, item.itemNumber, request);

@@ -14,14 +14,14 @@
 
 // The caller's memo of BoxSearchCheck, good for any number of look-ups while the box does not change.
 struct CardSlotCursor {
-    u32 cardPos;         // result: the card's position
-    u32 slotPos;         // the slot that was read
-    u32 offsetTable;     // copies of the header's fields, 0 until needed
-    u32 appendTable;     // the append table of `group`
+    u32 cardPos;      // result: the card's position
+    u32 slotPos;      // the slot that was read
+    u32 offsetTable;  // copies of the header's fields, 0 until needed
+    u32 appendTable;  // the append table of `group`
     u32 offsetCard;
     u32 offsetCardSize;
-    u16 valid;           // 2 when in use; a caller sets 1 before the first look-up
-    i16 group;           // append-table group, -1 for none
+    u16 valid;  // 2 when in use; a caller sets 1 before the first look-up
+    i16 group;  // append-table group, -1 for none
 };
 
 constexpr u16 kCursorNew = 1;

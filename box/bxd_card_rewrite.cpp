@@ -53,7 +53,8 @@ u32 PlanChange(CardChange* change)
     if (change->tailStart() > change->oldEnd() || change->kept > place.dataLength) { return BXD_ERR_FAIL; }
     tableSize += change->fieldSize - place.lengthSize;
     if (tableSize > 0xFFFF) { return BXD_ERR_RANGE; }
-    change->newPayload = change->oldPayload + change->fieldSize - place.lengthSize + change->newLength - place.dataLength;
+    change->newPayload =
+        change->oldPayload + change->fieldSize - place.lengthSize + change->newLength - place.dataLength;
     PUT_4BYTES(change->head + kCardLengthAt, change->newPayload);
     PUT_2BYTES(change->head + kLengthTableSizeAt, static_cast<u16>(tableSize));
     return BXD_OK;
@@ -94,7 +95,9 @@ public:
         u32 fieldSize = static_cast<u32>(CardLengthWrite(field, change.newLength) - field);
         u32 status = copy(change.pos + kItemCardHead, change.place.lengthOffset);
         if (status == BXD_OK) { status = put(field, fieldSize); }
-        if (status == BXD_OK) { status = copy(change.place.lengthOffset + change.place.lengthSize, change.keptEnd()); }
+        if (status == BXD_OK) {
+            status = copy(change.place.lengthOffset + change.place.lengthSize, change.keptEnd());
+        }
         return status == BXD_OK ? put(change.value) : status;
     }
 
@@ -147,7 +150,9 @@ u32 AssembleCard(const CardChange& change, u8* block)
     at += kItemCardHead;
     u32 status = take(change.pos + kItemCardHead, change.place.lengthOffset);
     at = CardLengthWrite(at, change.newLength);
-    if (status == BXD_OK) { status = take(change.place.lengthOffset + change.place.lengthSize, change.keptEnd()); }
+    if (status == BXD_OK) {
+        status = take(change.place.lengthOffset + change.place.lengthSize, change.keptEnd());
+    }
     if (status == BXD_OK && change.value.count != 0) {
         if (change.value.data != nullptr) {
             std::memcpy(at, change.value.data, change.value.count);
@@ -173,9 +178,7 @@ u32 ModifyWhole(const CardChange& change)
     if (!block) { return BXD_ERR_FAIL; }
     bool grows = change.newPayload > change.oldPayload;
     u32 status = AssembleCard(change, block.data());
-    if (status == BXD_OK && grows) {
-        status = PreWriteEndMark(change.fid, change.pos + change.newTotal());
-    }
+    if (status == BXD_OK && grows) { status = PreWriteEndMark(change.fid, change.pos + change.newTotal()); }
     if (status == BXD_OK) {
         status = bxd::WriteAll(change.fid, change.pos, block.data(), change.newTotal() + kEndMarkSize);
     }
@@ -199,7 +202,9 @@ u32 GrowLarge(const CardChange& change)
     CardStream stream(change.fid, change.pos, 0);
     if (!stream) { return BXD_ERR_FAIL; }
     u32 status = PreWriteEndMark(change.fid, change.pos + change.newTotal());
-    if (status == BXD_OK) { status = bxd::WriteWord(change.fid, change.pos + kCardLengthAt, change.newPayload); }
+    if (status == BXD_OK) {
+        status = bxd::WriteWord(change.fid, change.pos + kCardLengthAt, change.newPayload);
+    }
     if (status == BXD_OK && change.tailSize() != 0) {
         u32 tailPos = change.tailStart() + change.newPayload - change.oldPayload;
         status = FlashTransferF(change.fid, change.tailStart(), tailPos, change.tailSize(), nullptr, 0);
@@ -222,7 +227,9 @@ u32 ShrinkLarge(const CardChange& change)
     u32 status = stream.putFront(change);
     if (status == BXD_OK) { status = stream.copy(change.tailStart(), change.oldEnd()); }
     if (status == BXD_OK) { status = stream.flush(); }
-    if (status == BXD_OK) { status = bxd::WriteHalf(change.fid, change.pos + change.newTotal(), END_MARK_ID); }
+    if (status == BXD_OK) {
+        status = bxd::WriteHalf(change.fid, change.pos + change.newTotal(), END_MARK_ID);
+    }
     if (status == BXD_OK) { status = bxd::WriteAll(change.fid, change.pos, change.head, kItemCardHead); }
     return status == BXD_OK ? CutBehindCard(change) : status;
 }
@@ -265,7 +272,9 @@ u32 FlashCardModifyFF(u8 fid, u8 srcFid, u32* pos, const CardItemPlace* place, u
     if (status == BXD_OK) { status = MovePiece(fid, *pos + kItemCardHead, place->lengthOffset, &at); }
     if (status == BXD_OK) { status = bxd::WriteAll(fid, at, field, fieldSize); }
     at += fieldSize;
-    if (status == BXD_OK) { status = MovePiece(fid, place->lengthOffset + place->lengthSize, place->dataOffset, &at); }
+    if (status == BXD_OK) {
+        status = MovePiece(fid, place->lengthOffset + place->lengthSize, place->dataOffset, &at);
+    }
     if (status == BXD_OK) { status = DataReadAndWriteFile(srcFid, fid, newLength, at); }
     at += newLength;
     if (status == BXD_OK) { status = MovePiece(fid, change.tailStart(), change.oldEnd(), &at); }
@@ -281,7 +290,9 @@ u32 ModifyCardItem(u8 fid, u32 pos, const CardItemPlace* place, const u8* data, 
 
 u32 ModifyCardItemFromFile(u8 fid, u8 srcFid, u32 pos, const CardItemPlace* place, u32 newLength)
 {
-    if (newLength == place->dataLength) { return DataReadAndWriteFile(srcFid, fid, newLength, place->dataOffset); }
+    if (newLength == place->dataLength) {
+        return DataReadAndWriteFile(srcFid, fid, newLength, place->dataOffset);
+    }
     CardChange change = ChangeOf(fid, pos, place, {nullptr, srcFid, newLength}, 0);
     return ModifyInPlace(&change);
 }

@@ -15,17 +15,17 @@
 
 #include "box/bxd_box_handle.h"
 
-constexpr u16 kDefaultIds = 500;         // ids in the default table
+constexpr u16 kDefaultIds = 500;  // ids in the default table
 constexpr u32 kDefaultTableWords = 512;
-constexpr u32 kFirstIdWord = 10;         // word of id n is n + 10
-constexpr u32 kChainWord = 511;          // word of the first append table's position
-constexpr u32 kSystemSlots = 10;         // words 1 to 10
+constexpr u32 kFirstIdWord = 10;  // word of id n is n + 10
+constexpr u32 kChainWord = 511;   // word of the first append table's position
+constexpr u32 kSystemSlots = 10;  // words 1 to 10
 constexpr u32 kAppendIds = 128;
-constexpr u32 kAppendSlotsAt = 6;        // first slot in an append table
-constexpr u32 kAppendChainAt = 518;      // its chain word
-constexpr u32 kAppendBody = 516;         // slots and chain word
+constexpr u32 kAppendSlotsAt = 6;    // first slot in an append table
+constexpr u32 kAppendChainAt = 518;  // its chain word
+constexpr u32 kAppendBody = 516;     // slots and chain word
 constexpr u32 kAppendTotal = 522;
-constexpr u32 kOffsetCardWordsAt = 6;    // first word in the offset card
+constexpr u32 kOffsetCardWordsAt = 6;  // first word in the offset card
 
 namespace bxd {
 
@@ -36,7 +36,8 @@ constexpr u32 AppendSlot(u32 id) { return (id - kDefaultIds - 1) % kAppendIds; }
 // Position of an id's slot in the table that owns it.
 constexpr u32 SlotPosition(u32 tablePos, u32 id)
 {
-    return id <= kDefaultIds ? tablePos + (id + kFirstIdWord) * 4 : tablePos + kAppendSlotsAt + AppendSlot(id) * 4;
+    return id <= kDefaultIds ? tablePos + (id + kFirstIdWord) * 4
+                             : tablePos + kAppendSlotsAt + AppendSlot(id) * 4;
 }
 
 // The offset card exists and has a word for append table `group`.

@@ -11,9 +11,10 @@
 
 namespace {
 
-constexpr u32 kNewTableBytes = kAppendTotal + kEndMarkSize;  // a table and the end mark behind it, in one write
-constexpr u32 kOffsetCardStep = 256;                         // the payload of an offset card is a multiple of it
-constexpr u32 kCollectedTablesMax = 505;                     // words that the walk of a first offset card gathers
+constexpr u32 kNewTableBytes =
+    kAppendTotal + kEndMarkSize;          // a table and the end mark behind it, in one write
+constexpr u32 kOffsetCardStep = 256;      // the payload of an offset card is a multiple of it
+constexpr u32 kCollectedTablesMax = 505;  // words that the walk of a first offset card gathers
 
 constexpr u32 Steps(u32 bytes) { return bytes / kOffsetCardStep * kOffsetCardStep; }
 
@@ -29,8 +30,8 @@ public:
 
     explicit operator bool() const { return static_cast<bool>(block_); }
     u8* words() const { return block_.data() + kOffsetCardWordsAt; }
-    u32 word(u32 k) const { return GET_4BYTES(words() + k * 4); }
-    void setWord(u32 k, u32 value) { PUT_4BYTES(words() + k * 4, value); }
+    u32 word(size_t k) const { return GET_4BYTES(words() + 4 * k); }
+    void setWord(size_t k, u32 value) { PUT_4BYTES(words() + 4 * k, value); }
 
     // Puts the card with its first `total` bytes over the end mark, and the header's fields behind it.
     [[nodiscard]] u32 publish(u8 fid, u32 total)
@@ -141,7 +142,8 @@ u32 SearchFromHint(const NewIdSearch& search, u16 hint)
     if (status != BXD_OK) { return status; }
     bool beginsTheFirst = hint == kDefaultIds + 1;
     if (!bxd::IsPosition(place[0])) {
-        return beginsTheFirst ? search.grow(search.firstChainWord(), hint) : SearchFromDefaultTable(search, 1);
+        return beginsTheFirst ? search.grow(search.firstChainWord(), hint)
+                              : SearchFromDefaultTable(search, 1);
     }
 
     u32 k = bxd::AppendGroup(hint);
@@ -151,10 +153,12 @@ u32 SearchFromHint(const NewIdSearch& search, u16 hint)
     status = bxd::ReadWord(search.fid, wordPos, &owner);
     if (status != BXD_OK) { return status; }
     if (bxd::IsPosition(owner)) {
-        return SearchAppendTable(search.fid, owner, search.tablePos, hint, search.cardId, search.reuse, search.table);
+        return SearchAppendTable(search.fid, owner, search.tablePos, hint, search.cardId, search.reuse,
+                                 search.table);
     }
     if (k == 0) {
-        return beginsTheFirst ? search.grow(search.firstChainWord(), hint) : SearchFromDefaultTable(search, 1);
+        return beginsTheFirst ? search.grow(search.firstChainWord(), hint)
+                              : SearchFromDefaultTable(search, 1);
     }
     status = bxd::ReadWord(search.fid, wordPos - 4, &owner);
     if (status != BXD_OK) { return status; }
@@ -274,7 +278,8 @@ u32 SearchAppendTable(u8 fid, u32 appendPos, u32* tablePos, i32 firstId, u16* ca
 
         u32 chain = buf[kAppendIds];
         if (chain == kUnset) {
-            return MakeNewAppendTable(fid, current + kAppendChainAt, tablePos, static_cast<u16>(id), cardId, reuse);
+            return MakeNewAppendTable(fid, current + kAppendChainAt, tablePos, static_cast<u16>(id), cardId,
+                                      reuse);
         }
         current = chain;
     }

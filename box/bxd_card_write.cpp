@@ -14,9 +14,9 @@
 
 namespace {
 
-constexpr u32 kImageMin = 1024;             // an image's block is never smaller
+constexpr u32 kImageMin = 1024;              // an image's block is never smaller
 constexpr u32 kImageMax = 16 * 1024 * 1024;  // nor larger; a card beyond that lies in the file
-constexpr u32 kImageReserve = 4;            // bytes of the block that a card leaves free
+constexpr u32 kImageReserve = 4;             // bytes of the block that a card leaves free
 constexpr u32 kItemWriteReserve = 1024;
 constexpr u8 kHighNibble = 0xF0;
 
@@ -58,7 +58,8 @@ void ResizeField(ImageItem* item, u32 newLength, const u8* behind)
     if (newField != item->fieldSize) {
         u8* rest = item->field + item->fieldSize;
         std::memmove(item->field + newField, rest, static_cast<size_t>(behind - rest));
-        PUT_2BYTES(item->image + kLengthTableSizeAt, static_cast<u16>(item->tableSize() + newField - item->fieldSize));
+        PUT_2BYTES(item->image + kLengthTableSizeAt,
+                   static_cast<u16>(item->tableSize() + newField - item->fieldSize));
     }
     item->data += static_cast<i32>(newField) - static_cast<i32>(item->fieldSize);
     CardLengthWrite(item->field, newLength);
@@ -82,8 +83,9 @@ u32 SystemCardRamToFlash(BoxRecord* box, const ImageItem& item, const ItemWrite&
     u32 rest = bxd::ImageTotal(item.image) - front - write.count();
     status = bxd::WriteAll(box->fid, destination, item.image, front);
     if (status == BXD_OK) {
-        status = write.fromFile() ? DataReadAndWriteFile(write.srcFid, box->fid, write.count(), destination + front)
-                                  : bxd::WriteAll(box->fid, destination + front, write.data, write.count());
+        status = write.fromFile()
+                     ? DataReadAndWriteFile(write.srcFid, box->fid, write.count(), destination + front)
+                     : bxd::WriteAll(box->fid, destination + front, write.data, write.count());
     }
     if (status == BXD_OK) {
         status = bxd::WriteAll(box->fid, destination + front + write.count(), item.data + oldLength, rest);
@@ -260,7 +262,9 @@ u32 FlashSystemCardOffsetWrite(BoxRecord* box, const ItemWrite& write)
     u32 status = FindSystemCard(box, write.key->cardId, &card);
     if (status != BXD_OK) { return status; }
     CardItemPlace place = {};
-    if (MoveXItemData(box->fid, &place, static_cast<u8>(write.itemNumber), card.pos) == 0) { return BXD_ERR_FAIL; }
+    if (MoveXItemData(box->fid, &place, static_cast<u8>(write.itemNumber), card.pos) == 0) {
+        return BXD_ERR_FAIL;
+    }
     status = CheckNewLength(place, write);
     if (status != BXD_OK) { return status; }
 
@@ -360,7 +364,9 @@ u32 _CardCreate(BoxHandle box, u16* cardId)
     if ((BxdFileOpenMode(lease->fid) & BXD_MODE_WRITE_BIT) == 0) { return BXD_ERR_FAIL; }
     u32 status = bxd::RequireSpace(0, kUsualNodes, 1);
     if (status != BXD_OK) { return status; }
-    if (lease->tmpCardWork == nullptr && GetSystemCardWork(lease.record()) == nullptr) { return BXD_ERR_FAIL; }
+    if (lease->tmpCardWork == nullptr && GetSystemCardWork(lease.record()) == nullptr) {
+        return BXD_ERR_FAIL;
+    }
 
     // All items empty but the first, the attribute, which is one byte and says that the card lives.
     u8* image = bxd::ImageOf(lease.record());

@@ -17,7 +17,7 @@ extern u32 card_garbage_size_buf;  // and of "F1:"
 
 u32 AddBoxGarbageSize(u8 fid, i32 delta);  // never below 0
 u32 WriteBoxGarbageSize(u8 fid, u32 size);
-u32* GarbageVarPtr(u8 fid);                      // the RAM counter of the file's drive
+u32* GarbageVarPtr(u8 fid);                    // the RAM counter of the file's drive
 void SubGarbageSize(const char* name, u32 n);  // lowers the counter of the name's drive, never below 0
 
 // The garbage bit says that a collection has taken the card under edit that a handle remembers.
