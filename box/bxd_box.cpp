@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The life of a box: made, opened and locked, closed; and the small questions and answers that go by its
-// name.
-#include <bxd/box.h>
+#include "box/bxd_box.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,7 +9,6 @@
 #include "box/bxd_card_delete.h"
 #include "box/bxd_card_format.h"
 #include "box/bxd_card_slots.h"
-#include "box/bxd_card_write.h"
 #include "index/bxd_indx_registry.h"
 #include "storage/bxd_file_errors.h"
 #include "storage/stdiohst.h"
@@ -21,6 +18,7 @@ namespace {
 constexpr u8 kIndexFileIdMin = 27;  // the two kinds of index file
 constexpr u8 kIndexFileIdMax = 28;
 constexpr u32 kIndexFileInfo = 12;  // the application's byte in an index file
+constexpr u32 kItemTableMax = 1 + 255 * (kItemEntryHead + 0xFFFF);
 
 // --- opening -------------------------------------------------------------------------------------------
 
@@ -45,9 +43,8 @@ BoxHandle MakeHandle(const char* name, u8 fid, const u8* header)
 {
     u32 itemOffset = GET_4BYTES(header + kHdItemOffset);
     u32 itemSize = GET_4BYTES(header + kHdItemSize);
-    if (itemOffset == kUnset || static_cast<uint64_t>(itemOffset) + itemSize > BxdFileSize(fid)) {
-        return nullptr;
-    }
+    if (itemOffset == kUnset || itemSize > kItemTableMax) { return nullptr; }
+    if (!bxd::FileHolds(fid, static_cast<uint64_t>(itemOffset) + itemSize)) { return nullptr; }
 
     BoxHandle box =
         reinterpret_cast<BoxHandle>(NewHeapHandle(static_cast<u32>(sizeof(BoxRecord)) + itemSize));
@@ -73,7 +70,7 @@ u32 TakeForWriting(u8 fid, u8 garbageFlags, u32 readOnly)
 {
     u32 status = readOnly != 0 ? static_cast<u32>(BXD_OK) : BxdFileLock(fid);
     if (status != BXD_OK || (BxdFileOpenMode(fid) & BXD_MODE_WRITE_BIT) == 0) { return status; }
-    garbageFlags = static_cast<u8>(garbageFlags & ~0x01);
+    garbageFlags = static_cast<u8>(garbageFlags & ~kGarbageBit);
     return bxd::WriteAll(fid, kHdGarbageFlags, &garbageFlags, sizeof garbageFlags);
 }
 
@@ -102,17 +99,6 @@ u32 WriteField(const char* name, u32 offset, const void* value, u32 size)
 {
     NamedBox box(name, 0);
     return box.status() == BXD_OK ? bxd::WriteAll(box.fid(), offset, value, size) : box.status();
-}
-
-// The number of system cards, and of live cards by the header's count.
-u32 CalcBoxCard(u8 fid, const u8* header, u16* systemCards, u16* cards)
-{
-    u32 table[kDefaultTableWords];
-    u32 status = ReadOffsetTable(fid, nullptr, kOffsetTableSize, table);
-    if (status != BXD_OK) { return status; }
-    *systemCards = static_cast<u16>(std::count_if(table + 1, table + 1 + kSystemSlots, bxd::IsPosition));
-    *cards = GET_2BYTES(header + kHdCardCount);
-    return BXD_OK;
 }
 
 // Opens a box or an index file, and tells where its application byte lies.
@@ -163,7 +149,10 @@ u32 _BoxCreate(const char* name, u32 aplName)
     u32 found = BxdFileSearch(name, 0, 0);
     if (found != BXD_ERR_NOFILE) { return found == BXD_OK ? static_cast<u32>(BXD_ERR_EXIST) : found; }
     i32 created = BxdFileCreate(name, 0);
-    if (created < 0) { return BxdSetErrorCode(created); }
+    if (created < 0) {
+        (void)BxdFileDelete(name);  // it was not there before, and nothing of it stays
+        return BxdSetErrorCode(created) & 0xFFFF;
+    }
 
     u8 fid = static_cast<u8>(created);
     bxd::HeapBlock box(kNewBoxSize);
@@ -222,12 +211,22 @@ u32 _BoxCloseEx(BoxHandle box, u32 force)
     return dropped != BXD_OK ? dropped : closed;
 }
 
+u32 CalcBoxCard(u8 fid, const u8* header, u16* systemCards, u16* cards)
+{
+    u32 table[kDefaultTableWords];
+    u32 status = ReadOffsetTable(fid, nullptr, kOffsetTableSize, table);
+    if (status != BXD_OK) { return status; }
+    *systemCards = static_cast<u16>(std::count_if(table + 1, table + 1 + kSystemSlots, bxd::IsPosition));
+    *cards = GET_2BYTES(header + kHdCardCount);
+    return BXD_OK;
+}
+
 u32 _BoxCardTotal(const char* name, u32* bytes, u16* cards)
 {
-    *bytes = 0;
-    *cards = 0;
     NamedBox box(name, 1);
     if (box.status() != BXD_OK) { return box.status(); }
+    *bytes = 0;
+    *cards = 0;
     u32 cardOffset = GET_4BYTES(box.header() + kHdCardOffset);
     if (cardOffset == kUnset) { return BXD_OK; }
     u16 systemCards = 0;
@@ -298,9 +297,10 @@ u32 _GetItemName(const char* name, u16 number, u8* tag)
     if (number == 0 || number > table[0]) { return BXD_ERR_NOTFOUND; }
 
     const u8* entry = table + 1;
-    for (u16 i = 1; i < number; ++i) { entry += 2u + GET_2BYTES(entry); }
-    if (GET_2BYTES(entry) < 6) { return BXD_ERR_NOTFOUND; }
-    std::transform(entry + 4, entry + 8, tag, [](u8 c) { return static_cast<u8>(std::toupper(c)); });
+    for (u16 i = 1; i < number; ++i) { entry = bxd::NextItemEntry(entry); }
+    if (GET_2BYTES(entry) < kItemEntryWithTag) { return BXD_ERR_NOTFOUND; }
+    std::transform(entry + kItemEntryTag, entry + kItemEntryName, tag,
+                   [](u8 c) { return static_cast<u8>(std::toupper(c)); });
     return BXD_OK;
 }
 

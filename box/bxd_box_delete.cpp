@@ -43,7 +43,7 @@ bool BelongsToBox(const char* indexPath, const char* boxBaseName)
     u32 pos = 0;
     if (SearchIndexInformation(index.fid(), IDXINF_BOX_NAME, &length, &pos) != BXD_OK) { return false; }
     char stored[BXD_PATH_SIZE];
-    if (length == 0 || length > sizeof stored || length > std::strlen(boxBaseName)) { return false; }
+    if (length == 0 || length > sizeof stored || length > std::strlen(boxBaseName) + 1) { return false; }
     if (bxd::ReadExactly(index.fid(), pos, stored, length) != BXD_OK) { return false; }
     return std::memcmp(stored, boxBaseName, length) == 0;
 }

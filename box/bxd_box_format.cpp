@@ -42,7 +42,7 @@ u32 ReadTablePlace(u8 fid, u32 headerOffset, u32* pos, u32* size)
     u32 status = bxd::ReadWords(fid, headerOffset, place, 2);
     if (status != BXD_OK) { return status; }
     if (place[0] >= kUnsetPositionMin) { return BXD_ERR_NOTFOUND; }
-    if (static_cast<uint64_t>(place[0]) + place[1] > BxdFileSize(fid)) { return BXD_ERR_FAIL; }
+    if (!bxd::FileHolds(fid, static_cast<uint64_t>(place[0]) + place[1])) { return BXD_ERR_FAIL; }
     *pos = place[0];
     *size = place[1];
     return BXD_OK;

@@ -16,6 +16,7 @@
 #include "storage/heapwrapper.h"
 
 constexpr u32 kUnset = 0xFFFFFFFF;
+constexpr u32 kFilePositionMax = 0x7FFFFFFF;  // positions are handed to the host as signed numbers
 constexpr u8 kBoxFileId = 16;
 
 // Header fields: offset in the file.
@@ -52,6 +53,8 @@ constexpr u32 kIndexEntryFileId = 3;  // u8, 27 for an index of the master kind
 constexpr u32 kIndexEntryFlags = 4;   // u8
 constexpr u32 kIndexEntryName = 12;   // the name with its terminator
 constexpr u8 kMasterIndexId = 27;
+
+constexpr u8 kGarbageBit = 0x01;  // in garbageFlags
 
 // What GetFileExtent tells from the three letters behind the last dot.
 constexpr u32 kExtentOther = 0;

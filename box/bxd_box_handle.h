@@ -17,14 +17,13 @@ constexpr u32 kSystemCardLimit = 10240;  // memory for the card under edit where
 struct BoxRecord {
     u8 fid;  // file id of the box
     u8 tmpCardState;
-    u8 host;              // host handle at open, for BoxHdCheck
-    u8 driveLen;          // length of the name's drive part with its colon
-    u32 tmpCardOffset;    // file position of the card under edit
-    u32 tmpCardId;        // its id
-    u8** tmpCardWork;     // heap handle of its image; null when there is none
-    u32 tmpCardWorkSize;  // bytes of the image's block
-    u32 systemCardLimit;  // wanted size of that block
-    u32 itemTableSize;
+    u8 host;               // host handle at open, for BoxHdCheck
+    u8 driveLen;           // length of the name's drive part with its colon
+    u32 tmpCardOffset;     // file position of the card under edit
+    u32 tmpCardId;         // its id
+    u8** tmpCardWork;      // heap handle of its image; null when there is none
+    u32 tmpCardWorkSize;   // bytes of the image's block
+    u32 systemCardLimit;   // wanted size of that block
     u8* itemTable;         // the box's own copy of the item table, behind this record
     BoxRecord** nextOpen;  // list of open handles
     u8 driveName[256];     // the drive part, not terminated

@@ -10,7 +10,8 @@ namespace {
 
 constexpr u32 kDefaultItems = 4;
 constexpr u32 kItemsMax = 255;
-constexpr u32 kRecordHead = 6;  // type, subtype, tag: the same in a record and in an entry
+constexpr u32 kItemsOfCaller = kItemsMax - kDefaultItems;
+constexpr u32 kEntryMax = kItemEntryName + BXD_ITEM_NAME_MAX;
 
 u16 NameLength(const ItemRecord& item) { return static_cast<u16>(strnlen(item.name, BXD_ITEM_NAME_MAX)); }
 
@@ -22,12 +23,12 @@ bool IsWanted(const ItemRecord& item)
 u8* AppendEntry(u8* at, const ItemRecord& item)
 {
     u16 nameLength = NameLength(item);
-    PUT_2BYTES(at, static_cast<u16>(nameLength + kRecordHead));
-    at[2] = item.itemType;
-    at[3] = item.itemSubType;
-    std::memcpy(at + 4, item.itemNameId, sizeof item.itemNameId);
-    std::memcpy(at + 2 + kRecordHead, item.name, nameLength);
-    return at + 2 + kRecordHead + nameLength;
+    PUT_2BYTES(at, static_cast<u16>(nameLength + kItemEntryWithTag));
+    at[kItemEntryType] = item.itemType;
+    at[kItemEntrySubType] = item.itemSubType;
+    std::memcpy(at + kItemEntryTag, item.itemNameId, sizeof item.itemNameId);
+    std::memcpy(at + kItemEntryName, item.name, nameLength);
+    return at + kItemEntryName + nameLength;
 }
 
 // The whole item table of a box with these items: its length. Items that a box cannot have are left out.
@@ -52,6 +53,7 @@ u32 DeliverRecord(const u8* tag, const u8* itemTable, void* out, u16* len)
     u32 status = SearchItemNameID(tag, itemTable, &item);
     if (status != BXD_OK) { return status; }
     u16 room = *len;
+    if (item.entryLength == 0xFFFF) { return BXD_ERR_FAIL; }  // the length with a terminator has no form
     u16 needed = static_cast<u16>(item.entryLength + 1);
     *len = needed;
     if (room == 0) { return BXD_ERR_NOSPACE; }
@@ -83,8 +85,8 @@ u32 CheckDefaultItem(const u8* tag)
 {
     const u8* entry = default_item_table;
     for (u32 i = 0; i < kDefaultItems; ++i) {
-        if (bxd::SameTag(tag, entry + 4)) { return 1; }
-        entry += 2u + GET_2BYTES(entry);
+        if (bxd::SameTag(tag, entry + kItemEntryTag)) { return 1; }
+        entry = bxd::NextItemEntry(entry);
     }
     return 0;
 }
@@ -98,7 +100,8 @@ u32 BoxItemAppendNoItem(u8 fid, const ItemRecord* items, u32 count, u32* rewritt
     if (status != BXD_OK) { return status; }
     if (bxd::IsPosition(cardOffset)) { return BXD_ERR_FAIL; }
 
-    bxd::HeapBlock table(static_cast<size_t>(count) * sizeof(ItemRecord) + sizeof default_item_table + 4);
+    bxd::HeapBlock table(1 + sizeof default_item_table +
+                         static_cast<size_t>(std::min(count, kItemsOfCaller)) * kEntryMax);
     if (!table) { return BXD_ERR_FAIL; }
     u32 place[2] = {kNewBoxSize, BuildItemTable(table.data(), items, count)};
     status = bxd::WriteAll(fid, kNewBoxSize, table.data(), place[1]);

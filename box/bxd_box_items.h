@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+// The items of a box: how an application describes them, and the first item table of a new box.
 #pragma once
 
 #include "box/bxd_card_format.h"

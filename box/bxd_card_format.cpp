@@ -5,14 +5,11 @@
 
 #include <cstring>
 
-#include "box/bxd_card_slots.h"
 #include "storage/bxd_data.h"
 
 namespace {
 
 constexpr u8 kEndMark[kEndMarkSize] = {0xFF, 0xFF};
-constexpr u32 kEntryTag = 2;  // in an item entry behind its length: type, subtype, tag
-constexpr u32 kEntryWithTag = 6;
 
 u32 Tag(const u8* tag)
 {
@@ -78,23 +75,21 @@ u32 IsLastCard(u8 fid, u32 pos)
 {
     u32 cardLength = 0;
     if (bxd::ReadWord(fid, pos + kCardLengthAt, &cardLength) != BXD_OK || cardLength == 0) { return 0; }
+    uint64_t end = static_cast<uint64_t>(pos) + kCardHead + cardLength;
     u16 next = 0;
-    if (bxd::ReadHalf(fid, pos + kCardHead + cardLength, &next) != BXD_OK) { return 0; }
+    if (end > kFilePositionMax || bxd::ReadHalf(fid, static_cast<u32>(end), &next) != BXD_OK) { return 0; }
     return next == END_MARK_ID ? 1 : 0;
 }
 
 u32 SearchItemNameID(const u8* tag, const u8* itemTable, ItemEntry* out)
 {
-    const u8* at = itemTable + 1;
-    for (u16 number = 1; number <= itemTable[0]; ++number) {
-        u16 entryLength = GET_2BYTES(at);
-        const u8* entry = at + 2;
+    const u8* entry = itemTable + 1;
+    for (u16 number = 1; number <= itemTable[0]; ++number, entry = bxd::NextItemEntry(entry)) {
+        u16 entryLength = GET_2BYTES(entry);
         // An entry too short for a tag is a place without a name: it counts, and is never found.
-        if (entryLength >= kEntryWithTag && bxd::SameTag(tag, entry + kEntryTag)) {
-            *out = {entry, entryLength, number, entry[0], entry[1]};
-            return BXD_OK;
-        }
-        at = entry + entryLength;
+        if (entryLength < kItemEntryWithTag || !bxd::SameTag(tag, entry + kItemEntryTag)) { continue; }
+        *out = {entry + kItemEntryHead, entryLength, number, entry[kItemEntryType], entry[kItemEntrySubType]};
+        return BXD_OK;
     }
     return BXD_ERR_NOTFOUND;
 }
@@ -138,7 +133,7 @@ u32 ReadCardHead(u8 fid, u32 pos, CardHead* out)
     u32 status = ReadCardSize(fid, static_cast<i32>(pos), out);
     if (status != BXD_OK) { return status; }
     uint64_t end = static_cast<uint64_t>(pos) + out->cardLength + kCardHead;
-    return out->bytesRead == kCardHead && end <= BxdFileSize(fid) ? BXD_OK : BXD_ERR_FAIL;
+    return out->bytesRead == kCardHead && FileHolds(fid, end) ? BXD_OK : BXD_ERR_FAIL;
 }
 
 }  // namespace bxd

@@ -31,6 +31,14 @@ constexpr u8 kAttrLiveBit = 0x40;  // set in the stored attribute of a live card
 constexpr u32 kTagMask = 0xDFFFFFFF;  // the case of a tag's first letter does not count
 constexpr u8 kCategoryItemType = 12;
 
+// An entry of an item table.
+constexpr u32 kItemEntryHead = 2;  // entryLength
+constexpr u32 kItemEntryType = 2;
+constexpr u32 kItemEntrySubType = 3;
+constexpr u32 kItemEntryTag = 4;
+constexpr u32 kItemEntryName = 8;
+constexpr u32 kItemEntryWithTag = 6;  // least entryLength of an entry that has a tag
+
 // The head of a card as ReadCardSize found it.
 struct CardHead {
     u32 bytesRead;
@@ -90,6 +98,9 @@ constexpr u32 LengthFieldSize(u32 length)
 
 // Bytes of the field that begins with this byte.
 constexpr u32 LengthFieldSizeAt(u8 first) { return first < 0x80 ? 1 : first < 0xC0 ? 2 : 4; }
+
+// The entry behind this one.
+inline const u8* NextItemEntry(const u8* entry) { return entry + kItemEntryHead + GET_2BYTES(entry); }
 
 // Two tags are the same but for the case of the first letter.
 bool SameTag(const u8* a, const u8* b);

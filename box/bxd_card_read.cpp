@@ -23,7 +23,7 @@ public:
         cardEnd_ = static_cast<uint64_t>(GET_4BYTES(window_ + kCardLengthAt)) + kCardHead;
         dataStart_ = kItemCardHead + GET_2BYTES(window_ + kLengthTableSizeAt);
         at_ = kItemCardHead;
-        return dataStart_ <= cardEnd_;
+        return dataStart_ <= cardEnd_ && cardOffset_ + cardEnd_ <= kFilePositionMax;
     }
 
     // Decodes the field of the next item; false where the table or the card ends before.
@@ -106,10 +106,8 @@ u32 WantedPart(const ItemRequest& request, u32 length, u32* part)
 // Bytes to deliver of a part, and with it the status: 68 where the room is too small.
 u32 FitRoom(const ItemRequest& request, u32 part, u32* count)
 {
-    u32 room = *request.len;
-    *request.len = part;
-    *count = std::min(room, part);
-    return part > room ? BXD_ERR_NOSPACE : BXD_OK;
+    *count = std::min(*request.len, part);
+    return part > *count ? BXD_ERR_NOSPACE : BXD_OK;
 }
 
 // The application sees the attribute with its life bit the other way round. Only the one byte that this
@@ -135,6 +133,7 @@ u32 ReadFromImage(const BoxRecord* box, u16 itemNumber, const ItemRequest& reque
     u32 count = 0;
     status = FitRoom(request, part, &count);
     if (count != 0) { std::memcpy(request.buf, data + request.offset, count); }
+    *request.len = part;
     TurnAttribute(request, count);
     return status;
 }
@@ -151,10 +150,11 @@ u32 ReadFromFile(u8 fid, u32 cardOffset, u16 itemNumber, const ItemRequest& requ
     u32 part = 0;
     u32 status = WantedPart(request, place.dataLength, &part);
     if (status != BXD_OK) { return status; }
-    place.dataOffset += request.want != 0 ? request.offset : 0;
+    place.dataOffset += request.offset;
     u32 count = 0;
     status = FitRoom(request, part, &count);
     if (count != 0 && !walk.deliver(place, count, request.buf)) { return BXD_ERR_FAIL; }
+    *request.len = part;
     TurnAttribute(request, count);
     return status;
 }
@@ -348,7 +348,7 @@ u32 CardReadSub(BoxRecord* box, const CardDescriptor* key, u8* buf, u32* len, u3
     u32 status = SearchItemNameID(key->itemNameId, box->itemTable, &item);
     if (status != BXD_OK) { return status; }
 
-    ItemRequest request = {key, buf, len, offset, want};
+    ItemRequest request = {key, buf, len, want != 0 ? offset : 0, want};
     if (bxd::IsInRam(box, key->cardId)) { return ReadFromImage(box, item.itemNumber, request); }
 
     u32 cardOffset = 0;

@@ -188,10 +188,13 @@ u32 ModifyLast(u8 fid, u32 pos, const CardItemPlace& place, const ItemWrite& wri
     return ModifyCardItem(fid, pos, &place, write.data, write.newLength, write.offset);
 }
 
-// What a length asks of a stored item: 35 where the old value is shorter than the part to be kept, or the
-// new one has no length form.
-u32 CheckNewLength(const CardItemPlace& place, const ItemWrite& write)
+// What a write asks of a stored item: 71 where the item leaves the file; 35 where the old value is shorter
+// than the part to be kept, or the new one has no length form.
+u32 CheckNewLength(u8 fid, const CardItemPlace& place, const ItemWrite& write)
 {
+    if (!bxd::FileHolds(fid, static_cast<uint64_t>(place.dataOffset) + place.dataLength)) {
+        return BXD_ERR_FAIL;
+    }
     bool fits = write.offset <= place.dataLength && bxd::LengthFieldSize(write.newLength) != kNoLengthForm;
     return fits ? BXD_OK : BXD_ERR_RANGE;
 }
@@ -214,7 +217,7 @@ u32 NormalCardOffsetWrite(BoxRecord* box, const ItemWrite& write)
     if (status != BXD_OK) { return status; }
     if (pos == 0) { return BXD_ERR_FAIL; }
     if (MoveXItemData(box->fid, &place, static_cast<u8>(write.itemNumber), pos) == 0) { return BXD_ERR_FAIL; }
-    status = CheckNewLength(place, write);
+    status = CheckNewLength(box->fid, place, write);
     if (status != BXD_OK) { return status; }
 
     if (IsPatch(place, write)) {
@@ -265,7 +268,7 @@ u32 FlashSystemCardOffsetWrite(BoxRecord* box, const ItemWrite& write)
     if (MoveXItemData(box->fid, &place, static_cast<u8>(write.itemNumber), card.pos) == 0) {
         return BXD_ERR_FAIL;
     }
-    status = CheckNewLength(place, write);
+    status = CheckNewLength(box->fid, place, write);
     if (status != BXD_OK) { return status; }
 
     if (IsPatch(place, write)) {

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr u8 kGarbageBit = 0x01;
-
 u32 Lowered(u32 value, u32 by) { return value > by ? value - by : 0; }
 
 }  // namespace
@@ -25,7 +23,9 @@ u32 MeasureDeadRun(u8 fid, u32 pos, u32* deadBytes, bool* atEnd)
         if (status != BXD_OK) { return status; }
         *atEnd = head.cardId == END_MARK_ID;
         if (head.cardId != CARD_ID_DEAD) { return BXD_OK; }
-        if (head.cardLength > BxdFileSize(fid)) { return BXD_ERR_FAIL; }
+        if (!FileHolds(fid, static_cast<uint64_t>(pos) + kCardHead + head.cardLength)) {
+            return BXD_ERR_FAIL;
+        }
         *deadBytes += head.total();
         pos += head.total();
     }
@@ -78,9 +78,8 @@ u32 AddBoxGarbageSize(u8 fid, i32 delta)
 u32 DeleteCardData(u8 fid, u32 pos)
 {
     CardHead head = {};
-    u32 status = ReadCardSize(fid, static_cast<i32>(pos), &head);
+    u32 status = bxd::ReadCardHead(fid, pos, &head);
     if (status != BXD_OK) { return status; }
-    if (head.cardLength > BxdFileSize(fid)) { return BXD_ERR_FAIL; }
 
     u32 deadBehind = 0;
     bool isLast = false;

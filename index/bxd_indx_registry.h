@@ -9,7 +9,7 @@
 
 #include <bxd/types.h>
 
-#include "box/bxd_box_format.h"
+#include "box/bxd_card_format.h"
 
 extern "C" {
 
@@ -26,7 +26,7 @@ namespace bxd {
 // A walk along the entries of an index table in memory, as ReadIndexTable gives it.
 class IndexTableWalk {
 public:
-    explicit IndexTableWalk(const u8* table) : entry_(table + 6) {}
+    explicit IndexTableWalk(const u8* table) : entry_(table + kCardHead) {}
 
     bool atEnd() const
     {

@@ -405,6 +405,12 @@ u32 ReadHalf(u8 fid, u32 offset, u16* value)
     return status;
 }
 
+bool FileHolds(u8 fid, uint64_t end)
+{
+    const BxdFINFO* record = gBxdFINFOTable[fid];
+    return record != nullptr && (end <= record->size || end <= FileSize(record->host));
+}
+
 u32 WriteHalf(u8 fid, u32 offset, u16 value)
 {
     u8 bytes[2];

@@ -1,5 +1,6 @@
-// SPDX-License-Identifier: MIT The table of open files: a file id is the row of a record, and under the
-// record lies one stream of the host.
+// SPDX-License-Identifier: MIT
+// The table of open files: a file id is the row of a record, and under the record lies one stream of the
+// host.
 //
 //   file id     0     1     2           255
 //   table     [ o ] [ o ] [ - ]  ...  [ - ]
@@ -71,6 +72,10 @@ namespace bxd {
 [[nodiscard]] u32 WriteWord(u8 fid, u32 offset, u32 value);
 [[nodiscard]] u32 ReadHalf(u8 fid, u32 offset, u16* value);
 [[nodiscard]] u32 WriteHalf(u8 fid, u32 offset, u16 value);
+
+// Whether the file has `end` bytes or more. What another open has written counts: the host is asked where
+// this open's own figure of the size is not enough.
+[[nodiscard]] bool FileHolds(u8 fid, uint64_t end);
 
 // A file id, closed with its owner.
 class OpenFile {

@@ -160,18 +160,23 @@ BXD_API u32 _GetIndexName(const char* name, i32 number, char* out, u32 outSize, 
  *
  *   0   done; the box can be opened
  *   64  no such file, or not a box
- *   71  memory is short, a read or write failed, or the box has items already and cannot take more
+ *   66  the file is shorter than the header of a box
+ *   71  memory is short, a read or write failed, the box has items already, or it holds a card where they
+ *       would go
  */
 BXD_API u32 _BoxItemAppend(const char* name, const ItemRecord* items, u16 count, u32* rewritten);
 
 /*
  * The record of the item with this tag (four bytes; the case of the first letter does not count): type,
- * subtype, tag and name with a terminator, of which at most *len bytes are written to out; 45 hold the
- * longest. *len becomes the length of the whole, terminator included.
+ * subtype, tag and name with a terminator, of which at most *len bytes are written to out. A name of 38
+ * bytes makes 45 of them: one more than an ItemRecord has. *len becomes the length of the whole,
+ * terminator included.
  *
  *   0   the whole record is in out
+ *   64  no such file, or not a box
  *   66  the box has no such item, or no items
  *   68  *len was too small; with a *len of 0 nothing is written, otherwise what fits, with a terminator
+ *   71  memory is short, a read failed, or the item table is damaged
  */
 BXD_API u32 _BoxItemRead(const char* name, const u8* tag, ItemRecord* out, u16* len);
 
@@ -180,7 +185,7 @@ BXD_API u32 _BoxItemReadHeap(BoxHandle box, const u8* tag, void* out, u16* len);
 
 /* --- dead space ------------------------------------------------------------------------------------ */
 
-/* Bytes of dead cards in a box. */
+/* Bytes of dead cards in a box. 0; 64 for what cannot be opened or is no box; 66 for a short file. */
 BXD_API u32 _GetBoxGarbageSize(const char* name, u32* size);
 
 /* Bytes that have died in this process in boxes of "F0:" (drive 0) or of "F1:" (any other). No status. */

@@ -34,6 +34,7 @@ extern "C" {
  *   66  the box has no such item, or there is no such card (never used, or deleted)
  *   68  the room was too small (0 is the way to ask for the length); the first part is in buf
  *   71  the card cannot be read, is damaged, or has an id beyond what the box's tables reach
+ *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardRead(BoxHandle box, const CardDescriptor* key, u8* buf, u32* len);
 
@@ -50,7 +51,9 @@ BXD_API u32 _CardOffsetRead(BoxHandle box, const CardDescriptor* key, u8* buf, u
  *
  *   0   all are in out
  *   68  the room was too small; with a *count of 0 it becomes the number that there are
- *   71  the item is not there or not of type 12; otherwise as _CardRead
+ *   71  the item is not there or not of type 12
+ *
+ * A failure to read the item is as with _CardRead, and *count is then the item's length, or 260.
  */
 BXD_API u32 _CardCategoryRead(BoxHandle box, const CardDescriptor* key, u8* out, u32* count);
 
@@ -69,11 +72,13 @@ BXD_API u32 _CardCreate(BoxHandle box, u16* cardId);
 /*
  * Gives an item the value of `size` bytes at data. A value of "ATTR" is one byte.
  *
- *   0   written; indexes that are registered in the box have been told
+ *   0   written
  *   35  the value is too long for the format
  *   66  the box has no such item, or there is no such system card
  *   68  the storage is too full; the card is as it was
- *   71  no such card, data null or size other than 1 for "ATTR", a failing read or write, or damage
+ *   71  no such card, data null or size other than 1 for "ATTR", a failing read or write, or damage; also
+ *       for a stored card of a box with indexes, which this version does not follow: the value is written
+ *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardWrite(BoxHandle box, const CardDescriptor* key, const u8* data, i32 size);
 
@@ -105,7 +110,8 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  *   66  the source is not there
  *   68  the storage is too full; nothing has changed
  *   71  no such source, a target above 65519, all ten system cards taken, memory short, a failing read
- *       or write, or damage
+ *       or write, or damage; also for a stored target in a box with indexes, which this version does not
+ *       follow: the card is stored
  *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId);
