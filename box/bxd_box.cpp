@@ -64,14 +64,15 @@ BoxHandle MakeHandle(const char* name, u8 fid, const u8* header)
     return box;
 }
 
-// Takes the lock of a box opened for writing, and clears its garbage bit, which speaks to older handles.
-// The lock comes first, so that a process that is refused has changed nothing.
+// Clears the garbage bit, which speaks to older handles, and takes the lock of a box opened for writing.
 u32 TakeForWriting(u8 fid, u8 garbageFlags, u32 readOnly)
 {
-    u32 status = readOnly != 0 ? static_cast<u32>(BXD_OK) : BxdFileLock(fid);
-    if (status != BXD_OK || (BxdFileOpenMode(fid) & BXD_MODE_WRITE_BIT) == 0) { return status; }
-    garbageFlags = static_cast<u8>(garbageFlags & ~kGarbageBit);
-    return bxd::WriteAll(fid, kHdGarbageFlags, &garbageFlags, sizeof garbageFlags);
+    if ((BxdFileOpenMode(fid) & BXD_MODE_WRITE_BIT) != 0) {
+        garbageFlags = static_cast<u8>(garbageFlags & ~kGarbageBit);
+        u32 status = bxd::WriteAll(fid, kHdGarbageFlags, &garbageFlags, sizeof garbageFlags);
+        if (status != BXD_OK) { return status; }
+    }
+    return readOnly != 0 ? static_cast<u32>(BXD_OK) : BxdFileLock(fid);
 }
 
 // --- by name -------------------------------------------------------------------------------------------

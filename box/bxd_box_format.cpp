@@ -84,6 +84,19 @@ u32 WriteWords(u8 fid, u32 offset, u32* words, u32 count)
     return status;
 }
 
+u32 ReadBoxFront(u8 fid, u8* header, u32* tablePos, u32* table)
+{
+    u8 front[kNewBoxSize];
+    u32 status = ReadExactly(fid, 0, front, sizeof front);
+    if (status != BXD_OK) { return status; }
+    std::memcpy(header, front, kHeaderSize);
+    *tablePos = GET_4BYTES(header + kHdOffsetTable);
+    if (*tablePos != kHeaderSize) { return ReadWords(fid, *tablePos, table, kOffsetTableSize / 4); }
+    std::memcpy(table, front + kHeaderSize, kOffsetTableSize);
+    WordsFromFile(table, kOffsetTableSize / 4);
+    return BXD_OK;
+}
+
 bool ItemEntriesFit(const u8* table, u32 size)
 {
     if (size == 0) { return false; }

@@ -83,6 +83,9 @@ inline void WordsToFile(u32* words, u32 count)
 [[nodiscard]] u32 ReadWords(u8 fid, u32 offset, u32* words, u32 count);
 [[nodiscard]] u32 WriteWords(u8 fid, u32 offset, u32* words, u32 count);
 
+// The header and the default offset table, which stand behind one another, in one read.
+[[nodiscard]] u32 ReadBoxFront(u8 fid, u8* header, u32* tablePos, u32* table);
+
 // The entries of an item table lie within its `size` bytes.
 bool ItemEntriesFit(const u8* table, u32 size);
 

@@ -68,6 +68,7 @@ u32 FindSystemSource(BoxRecord* box, u16 sourceId, CardCopyState* copy)
         u32 status = ChkTmpSysCard(box);
         if (status != BXD_OK) { return status; }
         copy->sourcePos = box->tmpCardOffset;
+        copy->sourceIsEdit = true;
     } else {
         u32 total = 0;
         u8 slot = 0;
@@ -93,7 +94,8 @@ u32 FindSystemTarget(const BoxRecord* box, CardCopyState* copy)
 u32 FindTarget(BoxRecord* box, CardCopyState* copy)
 {
     if (copy->cardId == 0) {
-        return SearchNewCardID(box->fid, &copy->tablePos, copy->table, &copy->cardId, &copy->slotKilled);
+        return bxd::SearchNewId(box->fid, copy->header, &copy->tablePos, copy->table, &copy->cardId,
+                                &copy->slotKilled);
     }
     if (copy->cardId == TMP_SYSTEM_CARD_ID) {
         copy->targetKind = kTargetEdit;
@@ -104,20 +106,23 @@ u32 FindTarget(BoxRecord* box, CardCopyState* copy)
     if (GetFilePtr(box->fid, copy->cardId, copy->table, &copy->isUpdate, &copy->tablePos) != BXD_OK) {
         return BXD_ERR_FAIL;
     }
-    if (copy->isUpdate == 0) { copy->targetKind = kTargetNew; }
-    return BXD_OK;
+    if (copy->isUpdate == 0) {
+        copy->targetKind = kTargetNew;
+        return BXD_OK;
+    }
+    bool dead = false;
+    u32 status = bxd::CheckSlotCard(box->fid, copy->isUpdate, copy->cardId, &dead);
+    if (dead) { copy->isUpdate = 0; }  // its bytes are garbage already; only the slot is left to be moved
+    return status;
 }
 
 // Where the target goes: over the end mark, or at the end of a file that has no card yet.
-u32 FindPlace(const BoxRecord* box, CardCopyState* copy)
+void FindPlace(const BoxRecord* box, CardCopyState* copy)
 {
     copy->cardPos = BxdFileSize(box->fid) - kEndMarkSize;
-    if (copy->sourceKind != kSourceInRam) { return BXD_OK; }
-    u32 cardOffset = 0;
-    u32 status = bxd::ReadWord(box->fid, kHdCardOffset, &cardOffset);
-    copy->startsCardArea = !bxd::IsPosition(cardOffset);
+    bool hasCards = bxd::IsPosition(GET_4BYTES(copy->header + kHdCardOffset));
+    copy->startsCardArea = copy->sourceKind == kSourceInRam && !hasCards;
     if (copy->startsCardArea) { copy->cardPos += kEndMarkSize; }
-    return status;
 }
 
 u32 ReadSourceAttr(BoxRecord* box, CardCopyState* copy)
@@ -163,6 +168,18 @@ u32 FinishNormal(BoxRecord* box, CardCopyState* copy)
     return status == BXD_OK ? UpdateMaxCardID(box->fid, copy->cardId) : status;
 }
 
+// The source has become the system card of the target's id where it stands. Where it stood in a slot
+// before, that slot stays, and only the one of the card that it replaces is left to be cleared.
+u32 PublishSystemInPlace(const BoxRecord* box, CardCopyState* copy)
+{
+    const u32* slots = copy->table + 1;
+    if (std::find(slots, slots + kSystemSlots, copy->sourcePos) == slots + kSystemSlots) {
+        return ModSystemOffsetTable(box->fid, copy->tablePos, copy->table, copy->sourcePos, copy->isUpdate);
+    }
+    if (copy->isUpdate == 0) { return BXD_OK; }
+    return DeleteSystemOffset(box->fid, copy->tablePos, copy->table, copy->isUpdate);
+}
+
 // --- the target's old place ----------------------------------------------------------------------------
 
 // The room that a replaced card leaves: itself and the dead cards directly behind it.
@@ -205,17 +222,21 @@ u32 FillOldPlace(u8 fid, const OldPlace& place, u8* card, u32 total)
     return status == BXD_OK ? bxd::CountGarbage(fid, place.deadAfter(total)) : status;
 }
 
-// The same for a place at the end of the file: the card with an end mark behind it, and the file is cut or
-// has grown to that.
+// The same for a place at the end of the file: the card goes out with an end mark behind it. What is left
+// of the place is then behind the end of the chain, and is still to be cut off.
 u32 FillLastPlace(u8 fid, const OldPlace& place, u8* card, u32 total)
 {
     u32 status = total > place.room ? PreWriteEndMark(fid, place.pos + total) : CheckRoom(0);
     if (status != BXD_OK) { return status; }
     PUT_2BYTES(card + total, END_MARK_ID);
-    status = bxd::WriteAll(fid, place.pos + kHeadId, card + kHeadId, total - kHeadId + kEndMarkSize);
-    if (status == BXD_OK && total < place.room) {
-        status = BxdFileCut(fid, place.pos + total + kEndMarkSize);
-    }
+    return bxd::WriteAll(fid, place.pos + kHeadId, card + kHeadId, total - kHeadId + kEndMarkSize);
+}
+
+// Cuts the file behind a card that has taken the place at its end. The dead cards of the place have gone.
+u32 CutLastPlace(u8 fid, const OldPlace& place, u32 total)
+{
+    u32 status =
+        total < place.room ? BxdFileCut(fid, place.pos + total + kEndMarkSize) : static_cast<u32>(BXD_OK);
     return status == BXD_OK ? bxd::CountGarbage(fid, -static_cast<i32>(place.deadBytes)) : status;
 }
 
@@ -227,10 +248,32 @@ u32 ReplaceByImage(BoxRecord* box, CardCopyState* copy, u32 total, bool* done)
     if (status != BXD_OK) { return status; }
     *done = place.isLast || place.takes(total);
     if (!*done) { return BXD_OK; }
-    status = place.isLast ? FillLastPlace(box->fid, place, copy->sourceImage, total)
-                          : FillOldPlace(box->fid, place, copy->sourceImage, total);
+    if (place.isLast) {
+        u32 oldLength = place.room - place.deadBytes - kCardHead;
+        status = FillLastPlace(box->fid, place, copy->sourceImage, total);
+        status = bxd::SettleGrowth(box->fid, status, place.pos, oldLength, place.end());
+        if (status == BXD_OK) { status = CutLastPlace(box->fid, place, total); }
+    } else {
+        status = FillOldPlace(box->fid, place, copy->sourceImage, total);
+    }
     if (status == BXD_OK) { copy->cardPos = copy->isUpdate; }
     return status;
+}
+
+// The image goes behind the last card, the slot follows, and what it replaces dies.
+u32 AppendImage(BoxRecord* box, CardCopyState* copy)
+{
+    u32 status = SystemCardToFlash(box->fid, copy->cardPos, copy->sourceImage, copy->cardId);
+    if (status == BXD_OK && copy->startsCardArea) {
+        status = bxd::WriteWord(box->fid, kHdCardOffset, copy->cardPos);
+    }
+    if (status != BXD_OK) { return status; }
+    bool isSystemTarget = copy->cardId >= TMP_SYSTEM_CARD_ID;
+    status = isSystemTarget
+                 ? ModSystemOffsetTable(box->fid, copy->tablePos, copy->table, copy->cardPos, copy->isUpdate)
+                 : ModOffsetTableNew(box->fid, copy->tablePos, copy->cardPos, copy->cardId, copy->slotKilled,
+                                     copy->table);
+    return status == BXD_OK ? KillReplaced(box, copy) : status;
 }
 
 // The last card of the file takes the target's old place, and the file ends where it stood; *done says
@@ -247,17 +290,18 @@ u32 ReplaceByLastCard(BoxRecord* box, CardCopyState* copy, u32 total, bool* done
     status = bxd::ReadExactly(box->fid, copy->sourcePos, card.data(), total);
     if (status != BXD_OK) { return status; }
 
+    // The source's slot goes when the card stands in its new place, and the bytes of the source last.
     *done = true;
+    if (adjoins) { place.room += total; }  // source and place are one run up to the end of the file
+    status = adjoins ? FillLastPlace(box->fid, place, card.data(), total)
+                     : FillOldPlace(box->fid, place, card.data(), total);
+    if (status == BXD_OK) { status = DelSrcSystemCard(box, copy); }
     if (adjoins) {
-        // Source and place are one run up to the end of the file.
-        place.room += total;
-        status = FillLastPlace(box->fid, place, card.data(), total);
+        if (status == BXD_OK) { status = CutLastPlace(box->fid, place, total); }
     } else {
-        status = FillOldPlace(box->fid, place, card.data(), total);
         if (status == BXD_OK) { status = bxd::WriteHalf(box->fid, copy->sourcePos, END_MARK_ID); }
         if (status == BXD_OK) { status = BxdFileCut(box->fid, copy->sourcePos + kEndMarkSize); }
     }
-    if (status == BXD_OK) { status = DelSrcSystemCard(box, copy); }
     if (status == BXD_OK) { copy->cardPos = copy->isUpdate; }
     return status;
 }
@@ -306,7 +350,7 @@ extern "C" {
 
 u32 GetCardCopyWork(BoxRecord* box, u16 sourceId, u16 targetId, CardCopyState* copy)
 {
-    u32 status = ReadOffsetTable(box->fid, &copy->tablePos, kOffsetTableSize, copy->table);
+    u32 status = bxd::ReadBoxFront(box->fid, copy->header, &copy->tablePos, copy->table);
     if (status != BXD_OK) { return status; }
     copy->topId = kDefaultIds;
     copy->sourceKind = kSourceInFile;
@@ -319,8 +363,8 @@ u32 GetCardCopyWork(BoxRecord* box, u16 sourceId, u16 targetId, CardCopyState* c
     status = sourceId < TMP_SYSTEM_CARD_ID ? FindNormalSource(box, sourceId, copy)
                                            : FindSystemSource(box, sourceId, copy);
     if (status == BXD_OK) { status = FindTarget(box, copy); }
-    if (status == BXD_OK) { status = FindPlace(box, copy); }
     if (status != BXD_OK) { return status; }
+    FindPlace(box, copy);
     if (copy->cardId < TMP_SYSTEM_CARD_ID) { copy->topId = std::max(copy->topId, copy->cardId); }
     return ReadSourceAttr(box, copy);
 }
@@ -339,7 +383,7 @@ u32 CopyWithEndMark(u8 fid, u32 dst, u32 src, u16 cardId)
         if (status == BXD_OK) { status = bxd::WriteAll(fid, dst + done, piece, n); }
         done += n;
     }
-    return status;
+    return bxd::SettleEnd(fid, status, dst, dst + kEndMarkSize);
 }
 
 u32 DelSrcSystemCard(BoxRecord* box, CardCopyState* copy)
@@ -388,21 +432,11 @@ u32 SlimRamCopyCard(BoxRecord* box, CardCopyState* copy)
         if (status == BXD_OK) { status = ReplaceByImage(box, copy, total, &done); }
         if (status != BXD_OK || done) { return status; }
     }
-
     u32 status = CheckRoom(payload + kCopyReserve);
-    if (status == BXD_OK) {
-        status = SystemCardToFlash(box->fid, copy->cardPos, copy->sourceImage, copy->cardId);
-    }
-    if (status == BXD_OK && copy->startsCardArea) {
-        status = bxd::WriteWord(box->fid, kHdCardOffset, copy->cardPos);
-    }
-    if (status != BXD_OK) { return status; }
-    bool isSystemTarget = copy->cardId >= TMP_SYSTEM_CARD_ID;
-    status = isSystemTarget
-                 ? ModSystemOffsetTable(box->fid, copy->tablePos, copy->table, copy->cardPos, copy->isUpdate)
-                 : ModOffsetTableNew(box->fid, copy->tablePos, copy->cardPos, copy->cardId, copy->slotKilled,
-                                     copy->table);
-    return status == BXD_OK ? KillReplaced(box, copy) : status;
+    if (status == BXD_OK) { status = AppendImage(box, copy); }
+    // Until all of it is done the image is still the card under edit, under its own id.
+    if (status != BXD_OK) { PUT_2BYTES(copy->sourceImage, static_cast<u16>(box->tmpCardId)); }
+    return status;
 }
 
 u32 SlimCopyCard(BoxRecord* box, CardCopyState* copy)
@@ -421,8 +455,7 @@ u32 SlimCopyCard(BoxRecord* box, CardCopyState* copy)
     if (status != BXD_OK) { return status; }
     if (copy->cardId >= TMP_SYSTEM_CARD_ID) {
         status = KillReplaced(box, copy);
-        if (status != BXD_OK) { return status; }
-        return ModSystemOffsetTable(box->fid, copy->tablePos, copy->table, copy->sourcePos, copy->isUpdate);
+        return status == BXD_OK ? PublishSystemInPlace(box, copy) : status;
     }
     status = ModOffsetTable(box->fid, copy->tablePos, copy->cardPos, copy->cardId);
     if (status == BXD_OK) { status = KillReplaced(box, copy); }
@@ -432,10 +465,9 @@ u32 SlimCopyCard(BoxRecord* box, CardCopyState* copy)
 u32 SystemCardCopy(BoxRecord* box, CardCopyState* copy)
 {
     if (box->tmpCardWork == nullptr) { return BXD_ERR_FAIL; }
-    bool isEdit = (box->tmpCardState & kTmpCardInFile) != 0 && copy->sourcePos == box->tmpCardOffset;
-    u32 status = copy->sourceKind == kSourceInRam           ? SlimRamCopyCard(box, copy)
-                 : isEdit && copy->targetKind == kTargetNew ? RelabelEdit(box, copy)
-                                                            : MoveSystemCard(box, copy);
+    u32 status = copy->sourceKind == kSourceInRam                       ? SlimRamCopyCard(box, copy)
+                 : copy->sourceIsEdit && copy->targetKind == kTargetNew ? RelabelEdit(box, copy)
+                                                                        : MoveSystemCard(box, copy);
     if (status != BXD_OK) { return status; }
     // A card under edit that was not the source goes with it: this step knows no difference.
     bxd::DropEdit(box);
@@ -464,7 +496,10 @@ u32 CardCopyToRam(BoxHandle box, CardCopyState* copy)
     // Ending the card that was under edit may have moved the end of the file.
     copy->cardPos = BxdFileSize(record->fid) - kEndMarkSize;
     status = CopyWithEndMark(record->fid, copy->cardPos, copy->sourcePos, TMP_SYSTEM_CARD_ID);
-    if (status != BXD_OK) { return status; }
+    if (status != BXD_OK) {
+        bxd::DropEdit(record);
+        return status;
+    }
     record->tmpCardOffset = copy->cardPos;
     record->tmpCardState = kTmpCardInFile;
     return BXD_OK;

@@ -14,6 +14,7 @@ constexpr u32 kTargetEdit = 1;   // the card under edit, 65280
 constexpr u32 kTargetNamed = 2;  // a card that is there, or a system card
 
 struct CardCopyState {
+    u8 header[kHeaderSize];         // the box's header as the copy found it
     u32 table[kDefaultTableWords];  // the default table, or the append table of the target
     u32 isUpdate;                   // position of the card that bears the target id now; 0 for none
     u8* targetImage;                // the image in RAM, when the target is the card under edit
@@ -27,5 +28,6 @@ struct CardCopyState {
     u32 targetKind;
     u16 topId;            // 500 while `table` holds the default table
     u8 attr;              // stored attribute of the source
+    bool sourceIsEdit;    // the source is the card under edit, in the file
     bool startsCardArea;  // the target will be the first card of the box
 };

@@ -128,6 +128,15 @@ namespace bxd {
 
 bool SameTag(const u8* a, const u8* b) { return Tag(a) == Tag(b); }
 
+u32 SettleGrowth(u8 fid, u32 status, u32 pos, u32 oldLength, u32 oldEnd)
+{
+    u32 length = 0;
+    if (status == BXD_OK || ReadWord(fid, pos + kCardLengthAt, &length) != BXD_OK || length != oldLength) {
+        return status;
+    }
+    return SettleEnd(fid, status, oldEnd, oldEnd + kEndMarkSize);
+}
+
 u32 ReadCardHead(u8 fid, u32 pos, CardHead* out)
 {
     u32 status = ReadCardSize(fid, static_cast<i32>(pos), out);

@@ -105,6 +105,10 @@ inline const u8* NextItemEntry(const u8* entry) { return entry + kItemEntryHead 
 // Two tags are the same but for the case of the first letter.
 bool SameTag(const u8* a, const u8* b);
 
+// After a write that was to lengthen the card at `pos` has failed: where its head still has the old
+// length, the chain ends at `oldEnd` again. The result is `status`.
+[[nodiscard]] u32 SettleGrowth(u8 fid, u32 status, u32 pos, u32 oldLength, u32 oldEnd);
+
 // The head of the live or dead card at `pos`, which must lie in the file whole: otherwise 71.
 [[nodiscard]] u32 ReadCardHead(u8 fid, u32 pos, CardHead* out);
 

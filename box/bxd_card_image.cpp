@@ -138,18 +138,18 @@ u32 _WriteCardImage(const char* boxName, u16 cardId, const u16* data, u32 length
     u32 pos = PlaceOfNewCard(fid, header);
     status = bxd::RequireSpace(0, kUsualNodes, length + kImageReserve);
     if (status == BXD_OK) { status = PreWriteEndMark(fid, pos + length + kCardHead); }
-    if (status != BXD_OK) { return status; }
     u32 oldPos = 0;
     u32 oldSize = 0;
     u32 tablePos = 0;
-    if (GetCardPtrSize(fid, cardId, &oldPos, &oldSize, &tablePos) == BXD_OK) {
+    if (status == BXD_OK && GetCardPtrSize(fid, cardId, &oldPos, &oldSize, &tablePos) == BXD_OK) {
         status = KillOldImage(fid, oldPos, length, &pos);
     }
     if (status == BXD_OK) { status = WriteImage(fid, cardId, data, length, pos); }
-    if (status == BXD_OK) { status = PublishImage(fid, cardId, pos, oldPos); }
+    status = bxd::SettleEnd(fid, status, pos, pos + (HasEndMark(header) ? kEndMarkSize : 0));
     // The first card of a box begins the chain: without its position no later card would find it.
     bool beginsChain =
         !HasEndMark(header) || (cardId == EXT_INFO_ID && GET_4BYTES(header + kHdCardOffset) == kUnset);
-    return status == BXD_OK && beginsChain ? bxd::WriteWord(fid, kHdCardOffset, pos) : status;
+    if (status == BXD_OK && beginsChain) { status = bxd::WriteWord(fid, kHdCardOffset, pos); }
+    return status == BXD_OK ? PublishImage(fid, cardId, pos, oldPos) : status;
 }
 }

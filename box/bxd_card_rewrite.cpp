@@ -50,6 +50,8 @@ u32 PlanChange(CardChange* change)
 
     u32 tableSize = GET_2BYTES(change->head + kLengthTableSizeAt);
     change->oldPayload = GET_4BYTES(change->head + kCardLengthAt);
+    uint64_t oldEnd = static_cast<uint64_t>(change->pos) + kCardHead + change->oldPayload;
+    if (!bxd::FileHolds(change->fid, oldEnd + kEndMarkSize)) { return BXD_ERR_FAIL; }
     if (change->tailStart() > change->oldEnd() || change->kept > place.dataLength) { return BXD_ERR_FAIL; }
     tableSize += change->fieldSize - place.lengthSize;
     if (tableSize > 0xFFFF) { return BXD_ERR_RANGE; }
@@ -66,7 +68,8 @@ class CardStream {
 public:
     CardStream(u8 fid, u32 filePos, u32 skip) : block_(kFlashBlock)
     {
-        buffer_ = {block_.data(), block_.data() + skip, filePos, kFlashBlock - skip, kFlashBlock, skip, fid};
+        u8* start = block_ ? block_.data() + skip : nullptr;
+        buffer_ = {block_.data(), start, filePos, kFlashBlock - skip, kFlashBlock, skip, fid};
     }
     explicit operator bool() const { return static_cast<bool>(block_); }
 
@@ -122,7 +125,7 @@ u32 RenewCard(CardChange* change, u32* pos)
     if (status == BXD_OK) { status = stream.copy(change->tailStart(), change->oldEnd()); }
     if (status == BXD_OK) { status = stream.flush(); }
     if (status == BXD_OK) { *pos = destination; }
-    return status;
+    return bxd::SettleEnd(change->fid, status, destination, destination + kEndMarkSize);
 }
 
 // Moves a piece of the old card to *at in the new one, which lies apart from it.
@@ -136,33 +139,50 @@ u32 MovePiece(u8 fid, u32 from, u32 to, u32* at)
 
 // --- where it stands -----------------------------------------------------------------------------------
 
-// The new card whole, head to end mark, in one block.
-u32 AssembleCard(const CardChange& change, u8* block)
+// A block that pieces of the old card are read into, one behind the other.
+class CardBlock {
+public:
+    CardBlock() : block_(kFlashBlock + kEndMarkSize) {}
+    explicit operator bool() const { return static_cast<bool>(block_); }
+    const u8* data() const { return block_.data(); }
+
+    u8* next(u32 n)
+    {
+        u8* place = block_.data() + used_;
+        used_ += n;
+        return place;
+    }
+    u32 read(u8 fid, u32 from, u32 to)
+    {
+        if (from >= to) { return BXD_OK; }
+        if (to - from > kFlashBlock - used_) { return BXD_ERR_FAIL; }
+        return bxd::ReadExactly(fid, from, next(to - from), to - from);
+    }
+
+private:
+    bxd::HeapBlock block_;
+    u32 used_ = 0;
+};
+
+// The new card whole, head to end mark, in one block. The card as a whole fits it.
+u32 AssembleCard(const CardChange& change, CardBlock* block)
 {
-    u8* at = block;
-    auto take = [&](u32 from, u32 to) {
-        u32 n = to - from;
-        u8* dst = at;
-        at += n;
-        return n == 0 ? 0 : bxd::ReadExactly(change.fid, from, dst, n);
-    };
-    std::memcpy(at, change.head, kItemCardHead);
-    at += kItemCardHead;
-    u32 status = take(change.pos + kItemCardHead, change.place.lengthOffset);
-    at = CardLengthWrite(at, change.newLength);
-    if (status == BXD_OK) {
-        status = take(change.place.lengthOffset + change.place.lengthSize, change.keptEnd());
+    u8 fid = change.fid;
+    std::memcpy(block->next(kItemCardHead), change.head, kItemCardHead);
+    u32 status = block->read(fid, change.pos + kItemCardHead, change.place.lengthOffset);
+    if (status != BXD_OK) { return status; }
+    (void)CardLengthWrite(block->next(change.fieldSize), change.newLength);
+    status = block->read(fid, change.place.lengthOffset + change.place.lengthSize, change.keptEnd());
+    if (status != BXD_OK) { return status; }
+
+    const NewValue& value = change.value;
+    if (value.data == nullptr) {
+        status = block->read(value.srcFid, 0, value.count);
+    } else if (value.count != 0) {
+        std::memcpy(block->next(value.count), value.data, value.count);
     }
-    if (status == BXD_OK && change.value.count != 0) {
-        if (change.value.data != nullptr) {
-            std::memcpy(at, change.value.data, change.value.count);
-        } else {
-            status = bxd::ReadExactly(change.value.srcFid, 0, at, change.value.count);
-        }
-    }
-    at += change.value.count;
-    if (status == BXD_OK) { status = take(change.tailStart(), change.oldEnd()); }
-    PUT_2BYTES(at, END_MARK_ID);
+    if (status == BXD_OK) { status = block->read(fid, change.tailStart(), change.oldEnd()); }
+    if (status == BXD_OK) { PUT_2BYTES(block->next(kEndMarkSize), END_MARK_ID); }
     return status;
 }
 
@@ -174,15 +194,19 @@ u32 CutBehindCard(const CardChange& change)
 // A card that fits the block goes out with its end mark in one write: old or new, never something between.
 u32 ModifyWhole(const CardChange& change)
 {
-    bxd::HeapBlock block(kFlashBlock + kEndMarkSize);
+    CardBlock block;
     if (!block) { return BXD_ERR_FAIL; }
+    u32 status = AssembleCard(change, &block);
+    if (status != BXD_OK) { return status; }
     bool grows = change.newPayload > change.oldPayload;
-    u32 status = AssembleCard(change, block.data());
-    if (status == BXD_OK && grows) { status = PreWriteEndMark(change.fid, change.pos + change.newTotal()); }
+    if (grows) { status = PreWriteEndMark(change.fid, change.pos + change.newTotal()); }
     if (status == BXD_OK) {
         status = bxd::WriteAll(change.fid, change.pos, block.data(), change.newTotal() + kEndMarkSize);
     }
-    return status == BXD_OK && !grows ? CutBehindCard(change) : status;
+    if (grows) {
+        return bxd::SettleGrowth(change.fid, status, change.pos, change.oldPayload, change.oldEnd());
+    }
+    return status == BXD_OK ? CutBehindCard(change) : status;
 }
 
 // Only the field and the value of a card whose tail stands in its new place already.
@@ -279,7 +303,7 @@ u32 FlashCardModifyFF(u8 fid, u8 srcFid, u32* pos, const CardItemPlace* place, u
     at += newLength;
     if (status == BXD_OK) { status = MovePiece(fid, change.tailStart(), change.oldEnd(), &at); }
     if (status == BXD_OK) { *pos = destination; }
-    return status;
+    return bxd::SettleEnd(fid, status, destination, destination + kEndMarkSize);
 }
 
 u32 ModifyCardItem(u8 fid, u32 pos, const CardItemPlace* place, const u8* data, u32 newLength, u32 offset)

@@ -23,6 +23,15 @@ bool OffsetCardFits(u8 fid, const u32* place)
     return place[1] >= kOffsetCardWordsAt && static_cast<uint64_t>(place[0]) + place[1] <= BxdFileSize(fid);
 }
 
+u32 CheckSlotCard(u8 fid, u32 pos, u16 cardId, bool* dead)
+{
+    u16 id = 0;
+    u32 status = ReadHalf(fid, pos, &id);
+    if (status != BXD_OK) { return status; }
+    *dead = id == CARD_ID_DEAD;
+    return *dead || id == cardId ? BXD_OK : BXD_ERR_FAIL;
+}
+
 u32 FindAppendTable(u8 fid, u32 id, u32* tablePos)
 {
     u32 place[2] = {};

@@ -8,6 +8,7 @@
 #include "box/bxd_card_slots.h"
 #include "box/bxd_garb.h"
 #include "storage/bxd_data.h"
+#include "storage/bxd_file_space.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ public:
         PUT_2BYTES(block_.data(), OFFSET_CARD_ID);
         PUT_4BYTES(block_.data() + kCardLengthAt, total - kCardHead);
         status = bxd::WriteAll(fid, pos, block_.data(), total);
-        if (status != BXD_OK) { return status; }
+        if (status != BXD_OK) { return bxd::SettleEnd(fid, status, pos, pos + kEndMarkSize); }
         u32 place[2] = {pos, total};
         return bxd::WriteWords(fid, kHdOffsetCard, place, 2);
     }
@@ -88,6 +89,14 @@ u32 MakeFirstOffsetCard(u8 fid, u32 appendPos, u32 k)
     return image.publish(fid, total);
 }
 
+// A card that an attempt before has killed is not killed, and counted, again.
+u32 KillUnlessDead(u8 fid, u32 pos)
+{
+    u16 id = 0;
+    u32 status = bxd::ReadHalf(fid, pos, &id);
+    return status == BXD_OK && id != CARD_ID_DEAD ? DeleteCardData(fid, pos) : status;
+}
+
 u32 EnlargeOffsetCard(u8 fid, u32 appendPos, u32 k, const u32* place)
 {
     u32 total = Steps(4 * k + kOffsetCardStep) + kCardHead;
@@ -96,26 +105,101 @@ u32 EnlargeOffsetCard(u8 fid, u32 appendPos, u32 k, const u32* place)
     if (!image) { return BXD_ERR_FAIL; }
     u32 status = bxd::ReadExactly(fid, place[0] + kOffsetCardWordsAt, image.words(), oldPayload);
     if (status != BXD_OK) { return status; }
-    status = DeleteCardData(fid, place[0]);
+    status = bxd::RequireSpace(0, kUsualNodes, total);
+    if (status == BXD_OK) { status = KillUnlessDead(fid, place[0]); }
     if (status != BXD_OK) { return status; }
     image.setWord(k, appendPos);
     return image.publish(fid, total);
 }
 
-// Where an append table grows from, and what it is for.
+// The append table that the offset card has for `group`: 0 for none.
+u32 TableOfGroup(u8 fid, u32 group, u32* tablePos)
+{
+    *tablePos = 0;
+    u32 place[2] = {};
+    u32 status = bxd::ReadWords(fid, kHdOffsetCard, place, 2);
+    if (status != BXD_OK || !bxd::OffsetCardHolds(place[0], place[1], group)) { return status; }
+    u32 word = 0;
+    status = bxd::ReadWord(fid, place[0] + kOffsetCardWordsAt + 4 * group, &word);
+    if (status == BXD_OK && bxd::IsPosition(word)) { *tablePos = word; }
+    return status;
+}
+
+// What a search for a new id goes by, and what it finds.
 struct NewIdSearch {
     u8 fid;
+    u32 defaultTable;  // its position
+    u16 storedMax;     // maxCardID of the header
     u32* tablePos;
     u32* table;
     u16* cardId;
     u32* reuse;
 
-    u32 firstChainWord() const { return *tablePos + kChainWord * 4; }
-    [[nodiscard]] u32 grow(u32 linkPos, u16 id) const
-    {
-        return MakeNewAppendTable(fid, linkPos, tablePos, id, cardId, reuse);
-    }
+    u32 firstChainWord() const { return defaultTable + kChainWord * 4; }
+    [[nodiscard]] u32 grow(u32 linkPos, u32 id) const;
+    [[nodiscard]] u32 inTables(u32 appendPos, u32 firstId) const;
 };
+
+// The hint, and the highest id where it rises: the two stand side by side in the header.
+u32 StoreNewId(u8 fid, u16 id, u16 storedMax)
+{
+    if (id <= storedMax) { return WriteUnUsedCardID(fid, static_cast<u16>(id + 1)); }
+    static_assert(kHdMaxCardID == kHdUnUsedCardID + 2);
+    u8 fields[4];
+    PUT_2BYTES(fields, id < CARD_ID_NORMAL_MAX ? static_cast<u16>(id + 1) : u16{1});
+    PUT_2BYTES(fields + 2, id);
+    return bxd::WriteAll(fid, kHdUnUsedCardID, fields, sizeof fields);
+}
+
+// Reads an append table, head and all, and hands its slots and chain word out.
+u32 ReadAppendTable(u8 fid, u32 pos, u32* words)
+{
+    u8 card[kAppendTotal];
+    u32 count = sizeof card;
+    u32 status = DataReadFromFile(fid, static_cast<i32>(pos), card, &count);
+    if (status != BXD_OK) { return status; }
+    if (count < sizeof card || GET_2BYTES(card) != OFFSET_TABLE_ID) { return BXD_ERR_FAIL; }
+    std::memcpy(words, card + kAppendSlotsAt, kAppendBody);
+    bxd::WordsFromFile(words, kAppendBody / 4);
+    return BXD_OK;
+}
+
+// The first free slot from firstId on, in the table at appendPos or one behind it in the chain.
+u32 NewIdSearch::inTables(u32 appendPos, u32 firstId) const
+{
+    u32 id = firstId;
+    u32 current = appendPos;
+    for (u32 first = bxd::AppendSlot(id);; first = 0) {
+        u32 status = ReadAppendTable(fid, current, table);
+        if (status != BXD_OK) { return status; }
+        for (u32 j = first; j < kAppendIds; ++j, ++id) {
+            if (!IsFree(table[j])) { continue; }
+            if (id > CARD_ID_NORMAL_MAX) { return BXD_ERR_FAIL; }
+            *cardId = static_cast<u16>(id);
+            *tablePos = current;
+            *reuse = table[j] == 0 ? 1 : 0;
+            return StoreNewId(fid, *cardId, storedMax);
+        }
+        if (id > CARD_ID_NORMAL_MAX) { return BXD_ERR_FAIL; }
+        u32 chain = table[kAppendIds];
+        if (chain == kUnset) { return grow(current + kAppendChainAt, id); }
+        current = chain;
+    }
+}
+
+// Lengthens the chain by the table of an id. A lost power may have left that table entered in the offset
+// card and not yet linked: it is linked now, as ids of it may be in use.
+u32 NewIdSearch::grow(u32 linkPos, u32 id) const
+{
+    u32 unlinked = 0;
+    u32 status = TableOfGroup(fid, bxd::AppendGroup(id), &unlinked);
+    if (status != BXD_OK) { return status; }
+    if (unlinked == 0) {
+        return MakeNewAppendTable(fid, linkPos, tablePos, static_cast<u16>(id), cardId, reuse);
+    }
+    status = bxd::WriteWord(fid, linkPos, unlinked);
+    return status == BXD_OK ? inTables(unlinked, id) : status;
+}
 
 // A free id in the default table from `first` on, else in the append tables.
 u32 SearchFromDefaultTable(const NewIdSearch& search, u16 first)
@@ -129,41 +213,45 @@ u32 SearchFromDefaultTable(const NewIdSearch& search, u16 first)
     }
     u32 chain = search.table[kChainWord];
     if (chain == kUnset) { return search.grow(search.firstChainWord(), kDefaultIds + 1); }
-    return SearchAppendTable(search.fid, chain, search.tablePos, kDefaultIds + 1, search.cardId, search.reuse,
-                             search.table);
+    return search.inTables(chain, kDefaultIds + 1);
+}
+
+// A table without a card may be one that a lost power has left unlinked: then it is linked now.
+u32 LinkEmptyTable(const NewIdSearch& search, u32 owner, u32 linkPos)
+{
+    bool isEmpty =
+        std::all_of(search.table, search.table + kAppendIds, [](u32 slot) { return slot == kUnset; });
+    if (*search.tablePos != owner || !isEmpty) { return BXD_OK; }
+    u32 link = 0;
+    u32 status = bxd::ReadWord(search.fid, linkPos, &link);
+    return status == BXD_OK && link == kUnset ? bxd::WriteWord(search.fid, linkPos, owner) : status;
 }
 
 // A hint above 500: the append table that it falls in, or the one that it would begin. A hint that the
 // tables do not reach falls back to a search from id 1, not to a new table.
-u32 SearchFromHint(const NewIdSearch& search, u16 hint)
+u32 SearchFromHint(const NewIdSearch& search, const u32* place, u16 hint)
 {
-    u32 place[2] = {};
-    u32 status = bxd::ReadWords(search.fid, kHdOffsetCard, place, 2);
-    if (status != BXD_OK) { return status; }
     bool beginsTheFirst = hint == kDefaultIds + 1;
-    if (!bxd::IsPosition(place[0])) {
-        return beginsTheFirst ? search.grow(search.firstChainWord(), hint)
-                              : SearchFromDefaultTable(search, 1);
+    u32 k = bxd::AppendGroup(hint);
+    if (!bxd::OffsetCardHolds(place[0], place[1], k)) {
+        bool grows = beginsTheFirst && !bxd::IsPosition(place[0]);
+        return grows ? search.grow(search.firstChainWord(), hint) : SearchFromDefaultTable(search, 1);
     }
 
-    u32 k = bxd::AppendGroup(hint);
-    if (!bxd::OffsetCardHolds(place[0], place[1], k)) { return SearchFromDefaultTable(search, 1); }
+    // Word k, and the word before it, which says where the table of word k is linked.
+    u32 words[2] = {0, 0};
     u32 wordPos = place[0] + kOffsetCardWordsAt + 4 * k;
-    u32 owner = 0;
-    status = bxd::ReadWord(search.fid, wordPos, &owner);
+    u32 status = k > 0 ? bxd::ReadWords(search.fid, wordPos - 4, words, 2)
+                       : bxd::ReadWord(search.fid, wordPos, words + 1);
     if (status != BXD_OK) { return status; }
-    if (bxd::IsPosition(owner)) {
-        return SearchAppendTable(search.fid, owner, search.tablePos, hint, search.cardId, search.reuse,
-                                 search.table);
+    bool linked = k == 0 || bxd::IsPosition(words[0]);
+    u32 linkPos = k == 0 ? search.firstChainWord() : words[0] + kAppendChainAt;
+    if (bxd::IsPosition(words[1])) {
+        status = search.inTables(words[1], hint);
+        return status == BXD_OK && linked ? LinkEmptyTable(search, words[1], linkPos) : status;
     }
-    if (k == 0) {
-        return beginsTheFirst ? search.grow(search.firstChainWord(), hint)
-                              : SearchFromDefaultTable(search, 1);
-    }
-    status = bxd::ReadWord(search.fid, wordPos - 4, &owner);
-    if (status != BXD_OK) { return status; }
-    if (!bxd::IsPosition(owner)) { return SearchFromDefaultTable(search, 1); }
-    return search.grow(owner + kAppendChainAt, hint);
+    bool grows = k == 0 ? beginsTheFirst : linked;
+    return grows ? search.grow(linkPos, hint) : SearchFromDefaultTable(search, 1);
 }
 
 // The highest slot in use of an append table: -1 for none.
@@ -240,49 +328,38 @@ u32 ShrinkOffsetCard(u8 fid, const u32* card, u32 newPayload, OffsetCardImage* i
 
 }  // namespace
 
+namespace bxd {
+
+u32 SearchNewId(u8 fid, const u8* header, u32* tablePos, u32* table, u16* cardId, u32* reuse)
+{
+    u16 hint = GET_2BYTES(header + kHdUnUsedCardID);
+    *reuse = 0;
+    if (hint == 0 || hint > CARD_ID_NORMAL_MAX) { hint = 1; }
+    u16 storedMax = GET_2BYTES(header + kHdMaxCardID);
+    NewIdSearch search = {fid, *tablePos, storedMax, tablePos, table, cardId, reuse};
+    if (hint <= kDefaultIds) { return SearchFromDefaultTable(search, hint); }
+    u32 place[2] = {GET_4BYTES(header + kHdOffsetCard), GET_4BYTES(header + kHdOffsetCardSize)};
+    return SearchFromHint(search, place, hint);
+}
+
+}  // namespace bxd
+
 extern "C" {
 
 u32 SearchNewCardID(u8 fid, u32* tablePos, u32* table, u16* cardId, u32* reuse)
 {
-    u16 hint = 0;
-    u32 status = bxd::ReadHalf(fid, kHdUnUsedCardID, &hint);
-    if (status != BXD_OK) { return status; }
-    *reuse = 0;
-    if (hint == 0 || hint > CARD_ID_NORMAL_MAX) { hint = 1; }
-    NewIdSearch search = {fid, tablePos, table, cardId, reuse};
-    return hint <= kDefaultIds ? SearchFromDefaultTable(search, hint) : SearchFromHint(search, hint);
+    u8 header[kHeaderSize];
+    u32 status = bxd::ReadExactly(fid, 0, header, sizeof header);
+    return status == BXD_OK ? bxd::SearchNewId(fid, header, tablePos, table, cardId, reuse) : status;
 }
 
 u32 SearchAppendTable(u8 fid, u32 appendPos, u32* tablePos, i32 firstId, u16* cardId, u32* reuse, u32* buf)
 {
-    u32 id = static_cast<u32>(firstId);
-    u32 current = appendPos;
-    for (u32 first = bxd::AppendSlot(id);; first = 0) {
-        CardHead head = {};
-        u32 status = ReadCardSize(fid, static_cast<i32>(current), &head);
-        if (status != BXD_OK) { return status; }
-        if (head.cardId != OFFSET_TABLE_ID) { return BXD_ERR_FAIL; }
-        status = bxd::ReadWords(fid, current + kAppendSlotsAt, buf, kAppendBody / 4);
-        if (status != BXD_OK) { return status; }
-
-        for (u32 j = first; j < kAppendIds; ++j, ++id) {
-            if (!IsFree(buf[j])) { continue; }
-            if (id > CARD_ID_NORMAL_MAX) { return BXD_ERR_FAIL; }
-            *cardId = static_cast<u16>(id);
-            *tablePos = current;
-            *reuse = buf[j] == 0 ? 1 : 0;
-            status = UpdateMaxCardID(fid, *cardId);
-            return status == BXD_OK ? WriteUnUsedCardID(fid, static_cast<u16>(id + 1)) : status;
-        }
-        if (id > CARD_ID_NORMAL_MAX) { return BXD_ERR_FAIL; }
-
-        u32 chain = buf[kAppendIds];
-        if (chain == kUnset) {
-            return MakeNewAppendTable(fid, current + kAppendChainAt, tablePos, static_cast<u16>(id), cardId,
-                                      reuse);
-        }
-        current = chain;
-    }
+    u16 storedMax = 0;
+    u32 status = bxd::ReadHalf(fid, kHdMaxCardID, &storedMax);
+    if (status != BXD_OK) { return status; }
+    NewIdSearch search = {fid, 0, storedMax, tablePos, buf, cardId, reuse};
+    return search.inTables(appendPos, static_cast<u32>(firstId));
 }
 
 u32 MakeNewAppendTable(u8 fid, u32 linkPos, u32* tablePos, u16 cardId, u16* cardIdOut, u32* reuse)

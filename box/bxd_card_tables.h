@@ -30,3 +30,10 @@ u32 UpdateOffsetCard(u8 fid);
 u32 UpdateOffsetCardSub(u8 fid, u32* card);
 u32 Reset1stOffsetChain(u8 fid);
 }
+
+namespace bxd {
+
+// SearchNewCardID with the 72 bytes of the header in hand.
+[[nodiscard]] u32 SearchNewId(u8 fid, const u8* header, u32* tablePos, u32* table, u16* cardId, u32* reuse);
+
+}  // namespace bxd

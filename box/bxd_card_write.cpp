@@ -75,7 +75,8 @@ u32 SystemCardRamToFlash(BoxRecord* box, const ImageItem& item, const ItemWrite&
     u32 status = bxd::ReadWord(box->fid, kHdCardOffset, &cardOffset);
     if (status != BXD_OK) { return status; }
     bool hasCards = bxd::IsPosition(cardOffset);
-    u32 destination = BxdFileSize(box->fid) - (hasCards ? kEndMarkSize : 0);
+    u32 oldSize = BxdFileSize(box->fid);
+    u32 destination = oldSize - (hasCards ? kEndMarkSize : 0);
     status = PreWriteEndMark(box->fid, destination + bxd::ImageTotal(item.image));
     if (status != BXD_OK) { return status; }
 
@@ -91,7 +92,7 @@ u32 SystemCardRamToFlash(BoxRecord* box, const ImageItem& item, const ItemWrite&
         status = bxd::WriteAll(box->fid, destination + front + write.count(), item.data + oldLength, rest);
     }
     if (status == BXD_OK && !hasCards) { status = bxd::WriteWord(box->fid, kHdCardOffset, destination); }
-    if (status != BXD_OK) { return status; }
+    if (status != BXD_OK) { return bxd::SettleEnd(box->fid, status, destination, oldSize); }
 
     box->tmpCardState = static_cast<u8>((box->tmpCardState & ~kTmpCardInRam) | kTmpCardInFile);
     box->tmpCardOffset = destination;
@@ -149,7 +150,7 @@ u32 RamSystemCardOffsetWrite(BoxRecord* box, ItemWrite write)
     }
     u32 status = SystemCardRamToFlash(box, item, write, oldLength);
     if (status != BXD_OK) {
-        // The image is as it was before, to the byte: the field takes its old size again.
+        // The image is as it was before: the field takes its old length again.
         const u8* behind = item.image + newTotal - write.newLength + oldLength;
         item.length = write.newLength;
         ResizeField(&item, oldLength, behind);
@@ -216,20 +217,25 @@ u32 NormalCardOffsetWrite(BoxRecord* box, const ItemWrite& write)
     if (status == BXD_OK) { status = GetFilePtr(box->fid, id, table, &pos, &tablePos); }
     if (status != BXD_OK) { return status; }
     if (pos == 0) { return BXD_ERR_FAIL; }
+    bool dead = false;
+    status = bxd::CheckSlotCard(box->fid, pos, id, &dead);
+    if (status != BXD_OK) { return status; }
     if (MoveXItemData(box->fid, &place, static_cast<u8>(write.itemNumber), pos) == 0) { return BXD_ERR_FAIL; }
     status = CheckNewLength(box->fid, place, write);
     if (status != BXD_OK) { return status; }
 
-    if (IsPatch(place, write)) {
+    if (!dead && IsPatch(place, write)) {
         if (write.count() == 0) { return BXD_OK; }
         status = PatchValue(box->fid, place, write);
-    } else if (write.newLength < place.dataLength && IsLastCard(box->fid, pos) != 0) {
+    } else if (!dead && write.newLength < place.dataLength && IsLastCard(box->fid, pos) != 0) {
         status = ModifyLast(box->fid, pos, place, write);
     } else {
         // The new copy is complete before the old card dies; the slot follows at once.
         u32 oldPos = pos;
         status = RewriteBehind(box->fid, &pos, place, write);
-        if (status == BXD_OK) { status = DeleteCardData(box->fid, oldPos); }
+        if (status == BXD_OK) {
+            status = dead ? bxd::WriteHalf(box->fid, pos, id) : DeleteCardData(box->fid, oldPos);
+        }
         if (status == BXD_OK) { status = ModOffsetTable(box->fid, tablePos, pos, id); }
     }
     if (status != BXD_OK) { return status; }
@@ -349,13 +355,15 @@ u8** GetSystemCardWork(BoxRecord* box)
 u32 SystemCardToFlash(u8 fid, u32 pos, u8* card, u16 cardId)
 {
     u32 total = bxd::ImageTotal(card);
+    u32 oldSize = BxdFileSize(fid);
     u32 status = PreWriteEndMark(fid, pos + total);
-    if (status != BXD_OK) { return status; }
-    u16 imageId = GET_2BYTES(card);
-    PUT_2BYTES(card, cardId);
-    status = bxd::WriteAll(fid, pos, card, total);
-    if (status != BXD_OK) { PUT_2BYTES(card, imageId); }
-    return status;
+    if (status == BXD_OK) {
+        u16 imageId = GET_2BYTES(card);
+        PUT_2BYTES(card, cardId);
+        status = bxd::WriteAll(fid, pos, card, total);
+        if (status != BXD_OK) { PUT_2BYTES(card, imageId); }
+    }
+    return bxd::SettleEnd(fid, status, pos, oldSize);
 }
 
 u32 _CardCreate(BoxHandle box, u16* cardId)

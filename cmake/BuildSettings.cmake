@@ -24,6 +24,7 @@ endfunction()
 function(bxd_settings target)
     target_compile_options(${target} PRIVATE ${BXD_WARNINGS})
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-        target_compile_options(${target} PRIVATE -Wno-restrict -Wno-array-bounds -Wno-stringop-overflow)
+        target_compile_options(${target} PRIVATE -Wno-restrict -Wno-array-bounds -Wno-stringop-overflow
+                               -Wno-stringop-overread)
     endif()
 endfunction()

@@ -32,9 +32,10 @@ u32 NormalCardWriteEnd(const BoxRecord* box, u16 cardId, u8 attrChanged, u8 attr
 u32 UpdateIndexFile(BoxRecord* box, CardCopyState* copy)
 {
     if (copy->targetKind == kTargetNew) {
-        u32 status = IncCardCount(box->fid);
+        u32 status = WriteCardCount(box->fid, static_cast<u16>(GET_2BYTES(copy->header + kHdCardCount) + 1));
         if (status != BXD_OK) { return status; }
     }
-    return ExpectNoIndexes(box->fid);
+    return GET_4BYTES(copy->header + kHdIndexTable) == kUnset ? static_cast<u32>(BXD_OK)
+                                                              : ExpectNoIndexes(box->fid);
 }
 }

@@ -159,9 +159,26 @@ u32 Gather(BxdFlashBuffer* b, u32 src, u32 n)
     return BXD_OK;
 }
 
+// Makes the file end at `end`. One that does so already is not cut: that would cost more than the question.
+u32 EndFileAt(u8 fid, u32 end)
+{
+    const BxdFINFO* record = gBxdFINFOTable[fid];
+    bool endsThere = record != nullptr && record->size == end && FileSize(record->host) == end;
+    return endsThere ? static_cast<u32>(BXD_OK) : BxdFileCut(fid, end);
+}
+
 }  // namespace
 
 namespace bxd {
+
+u32 SettleEnd(u8 fid, u32 status, u32 pos, u32 oldSize)
+{
+    constexpr u8 kMark[kEndMarkSize] = {0xFF, 0xFF};
+    if (status == BXD_OK || status == BXD_ERR_NOSPACE) { return status; }
+    if (pos < oldSize) { (void)WriteAll(fid, pos, kMark, sizeof kMark); }
+    (void)BxdFileCut(fid, oldSize);
+    return status;
+}
 
 u32 PlaceEndMark(u8 fid, u32 pos)
 {
@@ -222,13 +239,13 @@ u32 PreWriteOneByte(u8 fid, u32 pos)
 {
     i32 written = WriteErased(fid, pos, 1);
     if (written == 0) { return BXD_ERR_NOSPACE; }
-    return written < 0 ? StatusOf(written) : BxdFileCut(fid, pos + 1);
+    return written < 0 ? StatusOf(written) : EndFileAt(fid, pos + 1);
 }
 
 u32 PreWriteEndMark(u8 fid, u32 pos)
 {
     u32 status = bxd::PlaceEndMark(fid, pos);
-    return status == BXD_OK ? BxdFileCut(fid, pos + kEndMarkSize) : status;
+    return status == BXD_OK ? EndFileAt(fid, pos + kEndMarkSize) : status;
 }
 
 u32 BxdFileFlashBufferOut(BxdFlashBuffer* b, const void* src, u32 n)

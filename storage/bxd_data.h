@@ -63,4 +63,9 @@ namespace bxd {
 // longer stays so. For a card that gets shorter where it stands: mark first, then the card, then the cut.
 [[nodiscard]] u32 PlaceEndMark(u8 fid, u32 pos);
 
+// Ends a write at `pos` behind a secured end. Where it has failed, the file gets its old end back, so that
+// the next card finds the end of the chain: the end mark that stood at `pos`, where one did, and `oldSize`.
+// The result is `status`. A refusal for want of room (68) has changed nothing.
+[[nodiscard]] u32 SettleEnd(u8 fid, u32 status, u32 pos, u32 oldSize);
+
 }  // namespace bxd

@@ -192,7 +192,7 @@ i32 BxdFileOpenTmp(char* name)
         if (BxdFileSearch(name, 0, 0) == BXD_OK) { continue; }
         i32 fid = BxdFileCreate(name, 0);
         if (fid >= 0) { return fid; }
-        (void)FileDelete(name);  // there are only so many names
+        if (fid == kNotOpened) { (void)FileDelete(name); }  // made in vain, and there are only so many names
     }
     return -1;
 }

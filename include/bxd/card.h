@@ -108,7 +108,7 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  *
  *   0   done; also when source and target are the same, where nothing happens
  *   66  the source is not there
- *   68  the storage is too full; nothing has changed
+ *   68  the storage is too full; no card has changed (for a new card, its id's table may have been made)
  *   71  no such source, a target above 65519, all ten system cards taken, memory short, a failing read
  *       or write, or damage; also for a stored target in a box with indexes, which this version does not
  *       follow: the card is stored
