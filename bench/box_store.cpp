@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// The store as a box.
+#include <bxd/bxd.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "bench/store.h"
+
+namespace bench {
+
+namespace {
+
+const ItemRecord kItems[3] = {{17, 0, {'H', 'E', 'A', 'D'}, "headword"},
+                              {17, 0, {'R', 'E', 'A', 'D'}, "reading"},
+                              {17, 0, {'M', 'E', 'A', 'N'}, "meaning"}};
+
+class BoxStore : public Store {
+public:
+    explicit BoxStore(std::string path) : path_(std::move(path))
+    {
+        if (access(path_.c_str(), F_OK) != 0) { make(); }
+        open();
+    }
+    ~BoxStore() override { (void)_BoxClose(box_); }
+
+    void add(const Entry& entry) override
+    {
+        u16 edit = TMP_SYSTEM_CARD_ID;
+        u16 id = 0;
+        bool done = _CardCreate(box_, &edit) == 0 && write(edit, "HEAD", entry.headword) &&
+                    write(edit, "READ", entry.reading) && write(edit, "MEAN", entry.meaning) &&
+                    _CardCopy(box_, edit, &id) == 0;
+        if (!done) { Fail("a card cannot be added to the box"); }
+    }
+
+    size_t read(uint32_t id) override
+    {
+        CardDescriptor key = keyOf(id, "MEAN");
+        u32 length = sizeof text_;
+        if (_CardRead(box_, &key, text_, &length) != 0) { Fail("a card of the box cannot be read"); }
+        return length;
+    }
+
+    void change(uint32_t id, const std::string& meaning) override
+    {
+        if (!write(id, "MEAN", meaning)) { Fail("a card of the box cannot be changed"); }
+    }
+
+    void reopen() override
+    {
+        if (_BoxClose(box_) != 0) { Fail("the box cannot be closed"); }
+        open();
+        (void)read(1);
+    }
+
+private:
+    static CardDescriptor keyOf(uint32_t id, const char* tag)
+    {
+        CardDescriptor key{};
+        key.cardId = static_cast<u16>(id);
+        for (int n = 0; n < 4; n++) { key.itemNameId[n] = static_cast<u8>(tag[n]); }
+        return key;
+    }
+
+    bool write(uint32_t id, const char* tag, const std::string& value)
+    {
+        CardDescriptor key = keyOf(id, tag);
+        return _CardWrite(box_, &key, reinterpret_cast<const u8*>(value.data()),
+                          static_cast<i32>(value.size())) == 0;
+    }
+
+    void make() const
+    {
+        u32 rewritten = 0;
+        bool done =
+            _BoxCreate(path_.c_str(), 0) == 0 && _BoxItemAppend(path_.c_str(), kItems, 3, &rewritten) == 0;
+        if (!done) { Fail("the box cannot be made"); }
+    }
+
+    void open()
+    {
+        box_ = _BoxOpen(path_.c_str());
+        if (box_ == nullptr) { Fail("the box cannot be opened"); }
+    }
+
+    std::string path_;
+    BoxHandle box_ = nullptr;
+    u8 text_[256];
+};
+
+}  // namespace
+
+std::unique_ptr<Store> OpenBox(const std::string& path) { return std::make_unique<BoxStore>(path); }
+
+}  // namespace bench

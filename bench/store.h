@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// What is measured: a store of cards with three texts under a number, once as a box and once in the peer.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace bench {
+
+// One entry of a dictionary. The lengths are those of a real one: 9, 15 and 40 bytes of UTF-8.
+struct Entry {
+    std::string headword;
+    std::string reading;
+    std::string meaning;
+};
+
+class Store {
+public:
+    virtual ~Store() = default;
+
+    virtual void add(const Entry& entry) = 0;
+    // Bytes of the meaning of card `id`.
+    virtual size_t read(uint32_t id) = 0;
+    virtual void change(uint32_t id, const std::string& meaning) = 0;
+    // Closes the store, opens it and reads one card.
+    virtual void reopen() = 0;
+};
+
+// Each opens the file at `path`, making it where it is not there, and ends the program where it cannot.
+std::unique_ptr<Store> OpenBox(const std::string& path);
+std::unique_ptr<Store> OpenPeer(const std::string& path);
+
+Entry MakeEntry(uint32_t n);
+
+[[noreturn]] void Fail(const std::string& what);
+
+}  // namespace bench

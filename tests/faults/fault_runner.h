@@ -1,0 +1,514 @@
+// SPDX-License-Identifier: MIT
+// Runs a scenario once for every fault that it can meet, and judges what is left of the box.
+//
+//   prepare   makes the files, undisturbed; their bytes are kept
+//   act       the calls under test: each run begins with the prepared files, in a child process
+//   judge     the parent reads the box byte by byte, then opens it with the library
+//
+//   power cuts     before and after every call that changes a file
+//   torn writes    one byte, half, or all but one byte of a write in the file
+//   failures       of every read, write, seek, truncation, open, delete ..., once and from then on; short
+//                  reads and writes; every allocation, once and from then on
+//   full storage   from the k-th question for room on
+//
+// A card may be as it was before the act or as it is after an undisturbed one. Everything else is a finding
+// and stands in the scenario's Windows, or fails the test; so does a window that no fault opens.
+// With BXD_FAULT_REPORT in the environment every scenario prints its figures.
+#pragma once
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <bxd/bxd.h>
+
+#include <cstdio>
+#include <functional>
+
+#include "storage/bxd_file.h"
+#include "storage/stdiohst.h"
+#include "tests/faults/box_bytes.h"
+#include "tests/faults/fault_control.h"
+
+namespace faults {
+
+// Findings that are no flaw of the bytes.
+enum Finding {
+    kCardLost = kFlaws,  // a card that the act changes is not there, and should be
+    kCardMixed,          // it has neither its old nor its new value
+    kOtherCard,          // a card that the act does not touch is gone or changed
+    kPhantom,            // a card that never was
+    kNotOpened,          // the library does not open the box
+    kReadsOtherwise,     // the library reads other values than stand in the file
+    kDied,               // the process ended in another way than planned
+    kLeftOpen,           // descriptors, rows of the file tables or blocks stay behind
+    kSilent,             // status 0, and the work is not done
+    kNotRefused,         // the storage was full, and the status is not 68 or the work is done
+    kFindings
+};
+
+inline std::string FindingName(int finding)
+{
+    static const char* const names[] = {"card lost",  "card mixed",      "other card", "phantom",
+                                        "not opened", "reads otherwise", "died",       "left open",
+                                        "silent",     "not refused"};
+    return finding < kFlaws ? FlawName(finding) : names[finding - kFlaws];
+}
+
+using Findings = std::set<int>;
+
+// What a fault may leave behind, for it follows from the order of writes: a power cut between two calls; a
+// call that fails, beyond that; a write that is torn or short, beyond both and beyond kTorn.
+struct Windows {
+    Findings cut = {};
+    Findings failed = {};
+    Findings torn = {};
+};
+
+// What needs no mention: a count that is behind, and bytes that wait for a collection.
+inline const Findings kHarmless = {kLongFile, kUnlinked, kTwins,   kLeftEdit,
+                                   kGarbage,  kCount,    kHighest, kHint};
+
+// Half a word leads anywhere. The cards that the act does not touch stay as they were all the same.
+inline const Findings kTorn = {kBrokenChain, kDeadSlot, kWildSlot,  kOutside, kStaleSlot,
+                               kTables,      kCardLost, kCardMixed, kPhantom};
+
+struct Scenario {
+    std::function<void()> prepare;
+    std::function<u32()> act;
+    Windows windows = {};
+    Findings always = {};  // what an undisturbed act leaves
+    std::string box = "T.BOX";
+};
+
+struct Fault {
+    uint32_t kind;
+    uint32_t k;
+    bool lasting;
+    uint32_t action;
+};
+
+// What a child tells its parent.
+struct Outcome {
+    uint32_t status;
+    uint32_t leftOpen;
+};
+
+using Files = std::map<std::string, std::string>;
+
+class FaultTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        const char* base = getenv("TMPDIR");
+        std::string name = std::string(base != nullptr ? base : "/tmp") + "/bxd-faults-XXXXXX";
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        home_ = name;
+        ASSERT_EQ(::mkdir((home_ + "/Applications").c_str(), 0755), 0);
+        ASSERT_EQ(::mkdir(directory().c_str(), 0755), 0);
+        setenv("HOME", home_.c_str(), 1);
+        Shim().watch(home_.c_str());
+        Shim().rest();
+        void* shared =
+            mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(shared, MAP_FAILED);
+        outcome_ = static_cast<Outcome*>(shared);
+        Shim().statistics(nullptr);
+    }
+
+    void TearDown() override
+    {
+        Shim().rest();
+        Shim().statistics(nullptr);
+        putFiles({});
+        ::rmdir(directory().c_str());
+        ::rmdir((home_ + "/Applications").c_str());
+        EXPECT_EQ(::rmdir(home_.c_str()), 0) << home_;
+        munmap(outcome_, sizeof(Outcome));
+    }
+
+    const std::string& home() const { return home_; }
+    std::string directory() const { return home_ + "/Applications/bxd"; }
+    std::string pathOf(const std::string& file) const { return directory() + "/" + file; }
+
+    // Every fault of the scenario, judged.
+    void endure(const Scenario& scenario)
+    {
+        scenario_ = &scenario;
+        seen_ = Windows{};
+        faults_ = 0;
+        unlisted_.clear();
+        tally_.clear();
+        scenario.prepare();
+        ASSERT_FALSE(HasFatalFailure());
+        prepared_ = takeFiles();
+        before_ = BoxBytes::Load(pathOf(scenario.box)).cards();
+        ASSERT_NO_FATAL_FAILURE(undisturbed());
+        cutEverywhere();
+        failEverywhere();
+        fillEverywhere();
+        for (const auto& [what, times] : unlisted_) {
+            ADD_FAILURE() << what << " (" << times.second << "): " << times.first;
+        }
+        expectWindows("cut", scenario.windows.cut, seen_.cut);
+        expectWindows("failed", scenario.windows.failed, seen_.failed);
+        expectWindows("torn", scenario.windows.torn, seen_.torn);
+        report();
+    }
+
+    Files takeFiles() const
+    {
+        Files files;
+        DIR* dir = opendir(directory().c_str());
+        while (dirent* entry = readdir(dir)) {
+            std::string name = entry->d_name;
+            if (name == "." || name == "..") { continue; }
+            std::ifstream file(pathOf(name), std::ios::binary);
+            files[name].assign(std::istreambuf_iterator<char>(file), {});
+        }
+        closedir(dir);
+        return files;
+    }
+
+    void putFiles(const Files& files) const
+    {
+        for (const auto& [name, bytes] : takeFiles()) {
+            if (files.count(name) == 0) { ::unlink(pathOf(name).c_str()); }
+        }
+        for (const auto& [name, bytes] : files) {
+            std::ofstream file(pathOf(name), std::ios::binary | std::ios::trunc);
+            file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        }
+    }
+
+private:
+    // --- one run ----------------------------------------------------------------------------------
+
+    static uint32_t openDescriptors()
+    {
+        uint32_t open = 0;
+        for (int fd = 3; fd < 256; fd++) { open += ::fcntl(fd, F_GETFD) != -1 ? 1u : 0u; }
+        return open;
+    }
+
+    static uint32_t openRows()
+    {
+        uint32_t rows = 0;
+        for (const FileHandleSlot& row : fileHandleTbl) { rows += row.stream != nullptr ? 1u : 0u; }
+        for (const BxdFINFO* row : gBxdFINFOTable) { rows += row != nullptr ? 1u : 0u; }
+        return rows;
+    }
+
+    [[noreturn]] void child(const Fault* fault) const
+    {
+        if (getenv("BXD_FAULT_STDERR") == nullptr && freopen("/dev/null", "w", stderr) == nullptr) {
+            _exit(1);
+        }
+        alarm(20);
+        uint32_t descriptors = openDescriptors();
+        Shim().watch(home_.c_str());
+        if (fault != nullptr) { Shim().plan(fault->kind, fault->k, fault->lasting, fault->action); }
+        outcome_->status = scenario_->act();
+        Shim().rest();
+        outcome_->leftOpen = openDescriptors() - descriptors + openRows() + Shim().blocks();
+        _exit(0);
+    }
+
+    // Runs the act on the prepared files and gives how the process ended: 0, kFaultExitCode, or -1.
+    int run(const Fault* fault)
+    {
+        putFiles(prepared_);
+        *outcome_ = Outcome{};
+        fflush(nullptr);
+        pid_t pid = fork();
+        if (pid == 0) { child(fault); }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == kFaultExitCode)
+                   ? WEXITSTATUS(status)
+                   : -1;
+    }
+
+    void undisturbed()
+    {
+        int end = run(nullptr);
+        ASSERT_EQ(end, 0) << "undisturbed";
+        calls_ = Counts();
+        ASSERT_EQ(outcome_->status, 0u) << "undisturbed";
+        ASSERT_EQ(outcome_->leftOpen, 0u) << "undisturbed";
+        ASSERT_LT(calls_.changes, kFaultLogMax);
+        BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
+        after_ = box.cards();
+        full_ = takeFiles();
+        ASSERT_EQ(describe(judge()), describe(scenario_->always)) << "undisturbed";
+    }
+
+    // --- judging ----------------------------------------------------------------------------------
+
+    static const CardValues* valuesOf(const CardMap& cards, uint32_t id)
+    {
+        auto found = cards.find(id);
+        return found != cards.end() ? &found->second : nullptr;
+    }
+
+    static bool same(const CardValues* a, const CardValues* b)
+    {
+        return a == nullptr || b == nullptr ? a == b : *a == *b;
+    }
+
+    std::set<uint32_t> allIds(const CardMap& cards) const
+    {
+        std::set<uint32_t> ids;
+        for (const CardMap* map : {&before_, &after_, &cards}) {
+            for (const auto& [id, values] : *map) { ids.insert(id); }
+        }
+        return ids;
+    }
+
+    bool touched(uint32_t id) const { return !same(valuesOf(before_, id), valuesOf(after_, id)); }
+
+    Findings compareCards(const BoxBytes& box) const
+    {
+        Findings findings;
+        for (uint32_t id : allIds(box.cards())) {
+            const CardValues* now = valuesOf(box.cards(), id);
+            if (same(now, valuesOf(before_, id)) || same(now, valuesOf(after_, id))) { continue; }
+            bool known = valuesOf(before_, id) != nullptr || valuesOf(after_, id) != nullptr;
+            findings.insert(!known           ? kPhantom
+                            : !touched(id)   ? kOtherCard
+                            : now == nullptr ? kCardLost
+                                             : kCardMixed);
+        }
+        return findings;
+    }
+
+    // The cards that the library is asked for: the first and last few, those touched, and some between.
+    std::set<uint32_t> sample(const BoxBytes& box) const
+    {
+        std::set<uint32_t> ids;
+        uint32_t n = 0;
+        auto count = static_cast<uint32_t>(box.cards().size());
+        for (const auto& [id, values] : box.cards()) {
+            if (n < 3 || n + 3 >= count || n % 97 == 0 || touched(id)) { ids.insert(id); }
+            n++;
+        }
+        ids.erase(kExtInfoCard);
+        return ids;
+    }
+
+    void askLibrary(const BoxBytes& box, Findings& findings)
+    {
+        if (!box.hasItems() || box.flaws().count(kNoHeader) != 0) {
+            if (!before_.empty()) { findings.insert(kNotOpened); }
+            return;
+        }
+        BoxHandle handle = _BoxOpen(("F0:" + scenario_->box).c_str());
+        if (handle == nullptr) {
+            findings.insert(kNotOpened);
+            return;
+        }
+        for (uint32_t id : sample(box)) {
+            for (size_t n = 0; n < box.tags().size(); n++) {
+                CardDescriptor key{};
+                key.cardId = static_cast<u16>(id);
+                box.tags()[n].copy(reinterpret_cast<char*>(key.itemNameId), 4);
+                u32 length = sizeof room_;
+                u32 status = _CardRead(handle, &key, room_, &length);
+                std::string value(reinterpret_cast<const char*>(room_), status == 0 ? length : 0);
+                if (n == 0 && value.size() == 1) { value[0] = static_cast<char>(value[0] ^ 0x40); }
+                if (status != 0 || value != box.cards().at(id)[n]) { findings.insert(kReadsOtherwise); }
+            }
+        }
+        if (_BoxClose(handle) != 0) { findings.insert(kReadsOtherwise); }
+    }
+
+    Findings judge()
+    {
+        BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
+        Findings findings = compareCards(box);
+        findings.insert(box.flaws().begin(), box.flaws().end());
+        if (box.flaws().count(kMissing) != 0) {
+            bool mayBeGone = prepared_.count(scenario_->box) == 0 || full_.count(scenario_->box) == 0;
+            return mayBeGone ? Findings{} : findings;
+        }
+        askLibrary(box, findings);
+        return findings;
+    }
+
+    // --- the faults -------------------------------------------------------------------------------
+
+    void cutEverywhere()
+    {
+        for (uint32_t k = 1; k <= calls_.changes; k++) {
+            cut({kFaultChange, k, false, kFaultCutBefore}, false);
+            cut({kFaultChange, k, false, kFaultCutAfter}, false);
+            const FaultCall& call = calls_.log[k - 1];
+            if (call.kind != kFaultWrite || call.length < 2) { continue; }
+            cut({kFaultChange, k, false, kFaultTornOne}, true);
+            if (call.length < 3) { continue; }
+            cut({kFaultChange, k, false, kFaultTornHalf}, true);
+            cut({kFaultChange, k, false, kFaultTornButOne}, true);
+        }
+    }
+
+    void cut(const Fault& fault, bool torn)
+    {
+        int end = run(&fault);
+        Findings findings = judge();
+        if (end != kFaultExitCode) { findings.insert(kDied); }
+        tell(fault, findings, torn ? Kind::kTearing : Kind::kCutting);
+    }
+
+    void failEverywhere()
+    {
+        static const uint32_t kinds[] = {kFaultOpen, kFaultCreate,   kFaultRead,   kFaultWrite,   kFaultSeek,
+                                         kFaultTell, kFaultTruncate, kFaultDelete, kFaultMakeDir, kFaultLock,
+                                         kFaultStat, kFaultAlloc,    kFaultClose};
+        for (uint32_t kind : kinds) {
+            for (uint32_t k = 1; k <= calls_.counts[kind]; k++) {
+                fail({kind, k, false, kFaultFail});
+                fail({kind, k, true, kFaultFail});
+                if (kind == kFaultRead || kind == kFaultWrite) { fail({kind, k, false, kFaultShort}); }
+            }
+        }
+    }
+
+    void fail(const Fault& fault)
+    {
+        int end = run(&fault);
+        Outcome outcome = *outcome_;
+        Findings findings = judge();
+        if (end != 0) { findings.insert(kDied); }
+        if (outcome.leftOpen != 0) { findings.insert(kLeftOpen); }
+        if (end == 0 && outcome.status == 0 && !done()) { findings.insert(kSilent); }
+        bool torn = fault.kind == kFaultWrite && fault.action == kFaultShort;
+        tell(fault, findings, torn ? Kind::kTearing : Kind::kFailing);
+    }
+
+    // The act has done its work: every card is as after an undisturbed act.
+    bool done() const
+    {
+        BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
+        bool there = box.flaws().count(kMissing) == 0;
+        return box.cards() == after_ && there == (full_.count(scenario_->box) != 0);
+    }
+
+    void fillEverywhere()
+    {
+        for (uint32_t k = 1; k <= calls_.counts[kFaultSpace]; k++) {
+            Fault fault{kFaultSpace, k, true, kFaultFull};
+            int end = run(&fault);
+            Outcome outcome = *outcome_;
+            Findings findings = judge();
+            if (end != 0) { findings.insert(kDied); }
+            if (outcome.leftOpen != 0) { findings.insert(kLeftOpen); }
+            if (outcome.status != BXD_ERR_NOSPACE || (before_ != after_ && done())) {
+                findings.insert(kNotRefused);
+            }
+            tell(fault, findings, Kind::kFailing);
+        }
+    }
+
+    // --- telling ----------------------------------------------------------------------------------
+
+    enum class Kind { kCutting, kFailing, kTearing };
+
+    bool listed(int finding, Kind kind)
+    {
+        const Windows& windows = scenario_->windows;
+        if (scenario_->always.count(finding) != 0) { return true; }
+        if (kind == Kind::kTearing && kTorn.count(finding) != 0) { return true; }
+        if (windows.cut.count(finding) != 0) {
+            if (kind == Kind::kCutting) { seen_.cut.insert(finding); }
+            return true;
+        }
+        if (kind == Kind::kCutting) { return false; }
+        if (windows.failed.count(finding) != 0) {
+            if (kind == Kind::kFailing) { seen_.failed.insert(finding); }
+            return true;
+        }
+        seen_.torn.insert(finding);
+        return kind == Kind::kTearing && windows.torn.count(finding) != 0;
+    }
+
+    void tell(const Fault& fault, const Findings& findings, Kind kind)
+    {
+        static const char* const kinds[] = {"cut", "failed", "torn"};
+        faults_++;
+        Findings bad;
+        for (int finding : findings) {
+            tally_[finding]++;
+            if (kHarmless.count(finding) == 0 && !listed(finding, kind)) { bad.insert(finding); }
+        }
+        if (bad.empty()) { return; }
+        auto& [first, times] = unlisted_[std::string(kinds[static_cast<int>(kind)]) + ": " + describe(bad)];
+        first += times++ < 3 ? "\n  " + describe(fault) : "";
+    }
+
+    static void expectWindows(const char* what, const Findings& listed, const Findings& seen)
+    {
+        for (int finding : listed) {
+            EXPECT_TRUE(seen.count(finding) != 0)
+                << "no fault opens the window: " << what << ", " << FindingName(finding);
+        }
+    }
+
+    std::string describe(const Findings& findings) const
+    {
+        std::string text;
+        for (int finding : findings) { text += (text.empty() ? "" : ", ") + FindingName(finding); }
+        return text;
+    }
+
+    std::string describe(const Fault& fault) const
+    {
+        static const char* const kinds[] = {"open", "create",   "close",     "read",   "write", "seek",
+                                            "tell", "truncate", "delete",    "rename", "mkdir", "lock",
+                                            "stat", "space",    "collector", "alloc"};
+        static const char* const actions[] = {"fails",     "is short",     "is full",   "cut before",
+                                              "cut after", "torn after 1", "torn half", "torn but 1"};
+        char text[160];
+        if (fault.kind == kFaultChange) {
+            const FaultCall& call = calls_.log[fault.k - 1];
+            (void)snprintf(text, sizeof text, "change %u of %u, %s %s at %u, %u bytes, %s", fault.k,
+                           calls_.changes, kinds[call.kind], call.file, call.offset, call.length,
+                           actions[fault.action]);
+        } else {
+            (void)snprintf(text, sizeof text, "%s %u of %u %s%s, status %u, %u left", kinds[fault.kind],
+                           fault.k, calls_.counts[fault.kind], actions[fault.action],
+                           fault.lasting ? " from then on" : "", outcome_->status, outcome_->leftOpen);
+        }
+        return text;
+    }
+
+    void report() const
+    {
+        if (getenv("BXD_FAULT_REPORT") == nullptr) { return; }
+        const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+        printf("%s.%s: %u changes, %u faults;", test->test_suite_name(), test->name(), calls_.changes,
+               faults_);
+        for (const auto& [finding, times] : tally_) {
+            printf(" %s %u;", FindingName(finding).c_str(), times);
+        }
+        printf("\n");
+    }
+
+    std::string home_;
+    Outcome* outcome_ = nullptr;
+    const Scenario* scenario_ = nullptr;
+    Files prepared_;
+    Files full_;
+    CardMap before_;
+    CardMap after_;
+    FaultState calls_{};
+    Windows seen_;
+    std::map<int, uint32_t> tally_;
+    uint32_t faults_ = 0;
+    u8 room_[128 * 1024];
+    std::map<std::string, std::pair<std::string, uint32_t>> unlisted_;
+};
+
+}  // namespace faults

@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: MIT
+// The command line of bxd: options, help, and the way from failures to messages and exit codes.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+
+#include "tools/bxd/commands.h"
+#include "tools/bxd/failure.h"
+#include "tools/bxd/import.h"
+
+namespace {
+
+using tool::CreateOptions;
+using tool::ImportOptions;
+using tool::InfoOptions;
+using tool::ItemsOptions;
+using tool::ListOptions;
+using tool::SetOptions;
+using tool::ShowOptions;
+
+constexpr const char* kBoxHelp =
+    "path of the box, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
+constexpr const char* kJsonHelp = "print the answer as JSON";
+
+constexpr const char* kFooter = R"(
+Examples:
+  bxd create words.box --item HEAD:text:headword --item READ:text:reading --item MEAN:text:meaning
+  bxd import words.box /usr/share/edict/edict --format edict --common
+  bxd list words.box --limit 10
+  bxd show words.box 42
+  bxd set words.box 42 MEAN "a better meaning"
+  bxd info words.box --json
+
+"bxd COMMAND --help" tells more about a command.
+
+Exit codes: 0 done, 1 it failed (the reason is on standard error), 2 the command line makes no sense.)";
+
+constexpr const char* kTypesHelp = R"(
+An item is written TAG:TYPE or TAG:TYPE:NAME. TAG is four characters of 0-9, A-Z, a-z. TYPE is one of
+  text                 UTF-8 text
+  sjis, sjis2          Shift-JIS text
+  datetime             2024-05-17 or 2024-05-17 08:30:00; * leaves a field open
+  span                 12d or -3d 04:30:00
+  weekdate             2024-05 w2 d0 (second week, sunday)
+  u8, u16, u32         a number
+  categories           numbers from 1 to 254 with commas: 1,5,7
+  flags                0x40
+or a number from 0 to 255; a value of any other type is written 0x0102AB. NAME is what people read.
+
+Every box also has the items ATTR, cTTM, mDTM and sYID.)";
+
+void AddCreate(CLI::App* app, CreateOptions* options)
+{
+    CLI::App* command = app->add_subcommand("create", "make a new box");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("--app", options->application, "application that owns it, four characters")
+        ->capture_default_str();
+    command->add_option("--item", options->items, "an item, TAG:TYPE or TAG:TYPE:NAME; may be repeated")
+        ->allow_extra_args(false);
+    command->footer(std::string(kTypesHelp) + R"(
+
+Examples:
+  bxd create words.box --item HEAD:text:headword --item READ:text:reading
+  bxd create F0:ADDRESS.BOX --app ADDR)");
+    command->callback([options] { RunCreate(*options); });
+}
+
+void AddItems(CLI::App* app, ItemsOptions* options)
+{
+    CLI::App* command = app->add_subcommand("items", "list the items of a box, or give a new box its items");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("ITEM", options->items, "items for a box that has none, TAG:TYPE or TAG:TYPE:NAME");
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer(std::string(kTypesHelp) + R"(
+
+Examples:
+  bxd items words.box
+  bxd items words.box HEAD:text:headword READ:text:reading MEAN:text:meaning)");
+    command->callback([options] { RunItems(*options); });
+}
+
+void AddImport(CLI::App* app, ImportOptions* options)
+{
+    CLI::App* command = app->add_subcommand("import", "make cards of the records of a text file");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("FILE", options->file, "the text file; - is standard input")->required();
+    command->add_option("--format", options->format, "csv, tsv or edict; told by the file's name otherwise")
+        ->check(CLI::IsMember({"csv", "tsv", "edict"}));
+    command->add_option("--encoding", options->encoding, "encoding of the file: UTF-8, and EUC-JP for edict");
+    command
+        ->add_option("--map", options->maps, "COLUMN=TAG sends a column to an item, COLUMN=- leaves it out")
+        ->allow_extra_args(false);
+    command->add_flag("--common", options->common, "only the entries of a dictionary that are marked (P)");
+    command->add_flag("--skip-bad", options->skipBad,
+                      "leave bad records out instead of stopping at the first");
+    command->add_flag("--json", options->json, "print the summary as JSON");
+    command->footer(R"(
+  csv    commas, double quotes where need be (RFC 4180). The first row holds tags or names of items.
+  tsv    the same with tabs.
+  edict  "headword [reading] /meaning/meaning/" a line. The columns headword, reading and meaning go to the
+         items of these names, or else to HEAD, READ and MEAN.
+
+A record becomes a card as soon as it is read. One with too many fields, or with a value that does not suit
+its item, is bad: its line is told, and the import stops with what was complete, or goes on with --skip-bad.
+
+Examples:
+  bxd import people.box people.csv --map "Full name=NAME" --map "Shoe size=-"
+  bxd import words.box /usr/share/edict/edict --common)");
+    command->callback([options] { RunImport(*options); });
+}
+
+void AddList(CLI::App* app, ListOptions* options)
+{
+    CLI::App* command = app->add_subcommand("list", "list the cards of a box by their ids");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("--limit", options->limit, "at most so many cards")
+        ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
+    command->add_option("--from", options->from, "begin at this id")
+        ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
+    command->add_option("--width", options->width,
+                        "columns of a line; 0 cuts nothing off; the terminal's otherwise");
+    command->add_flag("--all", options->all, "show ATTR, cTTM, mDTM and sYID too");
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer("\nExamples:\n  bxd list words.box --limit 20\n  bxd list words.box --from 501 --json");
+    command->callback([options] { RunList(*options); });
+}
+
+void AddShow(CLI::App* app, ShowOptions* options)
+{
+    CLI::App* command = app->add_subcommand("show", "show all items of one card");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("ID", options->id, "id of the card")
+        ->required()
+        ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer("\nExamples:\n  bxd show words.box 42\n  bxd show words.box 42 --json");
+    command->callback([options] { RunShow(*options); });
+}
+
+void AddSet(CLI::App* app, SetOptions* options)
+{
+    CLI::App* command = app->add_subcommand("set", "change one item of a card");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("ID", options->id, "id of the card")
+        ->required()
+        ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
+    command->add_option("ITEM", options->item, "tag or name of the item")->required();
+    command->add_option("VALUE", options->value, "the new value; \"\" empties the item")->required();
+    command->footer(R"(
+Examples:
+  bxd set words.box 42 MEAN "a better meaning"
+  bxd set F0:ADDRESS.BOX 7 BDAY "1970-05-17"
+  bxd set trips.box 3 LONG -- "-3d 04:30:00"    (behind -- a value may begin with a dash))");
+    command->callback([options] { RunSet(*options); });
+}
+
+void AddInfo(CLI::App* app, InfoOptions* options)
+{
+    CLI::App* command = app->add_subcommand("info", "show the figures of a box");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer("\nExamples:\n  bxd info words.box\n  bxd info F0:ADDRESS.BOX --json");
+    command->callback([options] { RunInfo(*options); });
+}
+
+int Complain(const std::exception& error, int code)
+{
+    (void)std::fflush(stdout);
+    (void)std::fprintf(stderr, "bxd: %s\n", error.what());
+    return code;
+}
+
+int Run(int argc, char** argv)
+{
+    CreateOptions create;
+    ItemsOptions items;
+    ImportOptions import;
+    ListOptions list;
+    ShowOptions show;
+    SetOptions set;
+    InfoOptions info;
+
+    CLI::App app("Makes, fills, shows and changes boxes: files of cards kept by libbxd.", "bxd");
+    app.set_version_flag("--version", "bxd " BXD_VERSION);
+    app.require_subcommand(1);
+    app.footer(kFooter);
+    AddCreate(&app, &create);
+    AddItems(&app, &items);
+    AddImport(&app, &import);
+    AddList(&app, &list);
+    AddShow(&app, &show);
+    AddSet(&app, &set);
+    AddInfo(&app, &info);
+
+    try {
+        _BxdnInit();
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? tool::kExitOk : tool::kExitUsage;
+    } catch (const tool::UsageFailure& failure) {
+        return Complain(failure, tool::kExitUsage);
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw tool::Failure("the output cannot be written");
+    }
+    return tool::kExitOk;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return Run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        (void)std::fputs("bxd: there is not enough memory\n", stderr);
+    } catch (const std::exception& error) {
+        return Complain(error, tool::kExitFailure);
+    }
+    return tool::kExitFailure;
+}
