@@ -141,8 +141,14 @@ u32 _WriteCardImage(const char* boxName, u16 cardId, const u16* data, u32 length
     u32 oldPos = 0;
     u32 oldSize = 0;
     u32 tablePos = 0;
-    if (status == BXD_OK && GetCardPtrSize(fid, cardId, &oldPos, &oldSize, &tablePos) == BXD_OK) {
-        status = KillOldImage(fid, oldPos, length, &pos);
+    if (status == BXD_OK) {
+        status = GetCardPtrSize(fid, cardId, &oldPos, &oldSize, &tablePos);
+        if (status == BXD_OK) {
+            status = KillOldImage(fid, oldPos, length, &pos);
+        } else if (status == BXD_ERR_NOTFOUND) {
+            oldPos = 0;
+            status = BXD_OK;
+        }
     }
     if (status == BXD_OK) { status = WriteImage(fid, cardId, data, length, pos); }
     status = bxd::SettleEnd(fid, status, pos, pos + (HasEndMark(header) ? kEndMarkSize : 0));

@@ -175,8 +175,11 @@ u32 SettleEnd(u8 fid, u32 status, u32 pos, u32 oldSize)
 {
     constexpr u8 kMark[kEndMarkSize] = {0xFF, 0xFF};
     if (status == BXD_OK || status == BXD_ERR_NOSPACE) { return status; }
-    if (pos < oldSize) { (void)WriteAll(fid, pos, kMark, sizeof kMark); }
-    (void)BxdFileCut(fid, oldSize);
+    if (pos > oldSize || oldSize - pos > kEndMarkSize) { return status; }
+    // Without its end mark the file must not be cut: the chain may end at the new mark by now.
+    if (pos == oldSize || WriteAll(fid, pos, kMark, sizeof kMark) == BXD_OK) {
+        (void)BxdFileCut(fid, oldSize);
+    }
     return status;
 }
 

@@ -31,6 +31,13 @@ u32 StatusOf(i32 result) { return BxdSetErrorCode(result) & 0xFFFF; }
 
 bool MayWrite(const BxdFINFO* record) { return (record->mode & BXD_MODE_WRITE_BIT) != 0; }
 
+// A size that cannot be had is 0 too: whoever writes must not take such a file for an empty one.
+bool IsEmpty(u8 host)
+{
+    u32 sizeAndPosition[2] = {};
+    return FileInfoRead(host, 0, sizeAndPosition) == 0 && sizeAndPosition[0] == 0;
+}
+
 // Opens the host file of a record. One that the host lets only be read opens so, with the mode that tells it.
 bool OpenHost(BxdFINFO* record, const char* name, u8 mode)
 {
@@ -43,7 +50,9 @@ bool OpenHost(BxdFINFO* record, const char* name, u8 mode)
     record->mode = mode;
     record->host = static_cast<u8>(host);
     record->size = FileSize(record->host);
-    return true;
+    if (record->size != 0 || IsEmpty(record->host)) { return true; }
+    (void)FileClose(record->host);
+    return false;
 }
 
 // Gives a name that fits to an owner of `name` and `nameSize`; the old one stays when memory is short.

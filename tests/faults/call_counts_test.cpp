@@ -84,7 +84,7 @@ protected:
 
 TEST_F(CallCounts, CreatingABox)
 {
-    expectCalls([] { return _BoxCreate(kBox, 1); }, "create w2120", 10, 3);
+    expectCalls([] { return _BoxCreate(kBox, 1); }, "create w2120", 12, 3);
 }
 
 TEST_F(CallCounts, FirstItems)
@@ -178,8 +178,8 @@ TEST_F(CallCounts, FirstAppendTable)
 {
     openBox(std::vector<size_t>(500, 8));
     ASSERT_EQ(Edit(box_, 50), 0u);
-    expectCalls([&] { return Copy(box_, TMP_SYSTEM_CARD_ID); },
-                "w524 w2 w262 w8 w4 w2 w2 w2 w72 w4 w2", 43, 1);
+    expectCalls([&] { return Copy(box_, TMP_SYSTEM_CARD_ID); }, "w524 w2 w262 w8 w4 w2 w2 w2 w72 w4 w2", 43,
+                1);
 }
 
 TEST_F(CallCounts, FurtherAppendTable)
@@ -253,8 +253,8 @@ TEST_F(CallCounts, SpillAndCopyInPlace)
 {
     openBox({10, 50, 30});
     ASSERT_EQ(Edit(box_, 10), 0u);
-    expectCalls([&] { return Write(box_, TMP_SYSTEM_CARD_ID, "TEXT", Pattern(12000, 1)); },
-                "w2 w23 w12000", 12, 0);
+    expectCalls([&] { return Write(box_, TMP_SYSTEM_CARD_ID, "TEXT", Pattern(12000, 1)); }, "w2 w23 w12000",
+                12, 0);
     expectCalls([&] { return Copy(box_, TMP_SYSTEM_CARD_ID); }, "w2 w2 w4 w2 w2", 21, 0);
 }
 

@@ -190,7 +190,9 @@ TEST_F(CopyFaults, LastSystemCardOverASystemCard)
 
 TEST_F(CopyFaults, LastSystemCardOverASmallerSystemCard)
 {
-    endure({.prepare = boxWithSystem({10}, {20, 30, 40}), .act = copy(kSystem + 2, kSystem)});
+    endure({.prepare = boxWithSystem({10}, {20, 30, 40}),
+            .act = copy(kSystem + 2, kSystem),
+            .windows = kSlotOutlivesTheMove});
 }
 
 TEST_F(CopyFaults, MiddleSystemCardOverANormalCard)

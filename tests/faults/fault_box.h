@@ -14,7 +14,7 @@ inline const char* const kBox = "F0:T.BOX";
 // An item is written anew, or an image: the old card dies before the slot leads to the new one.
 inline const Windows kDiesBeforeItsSlot = {.cut = {kDeadSlot, kCardLost}};
 inline const Windows kSystemCardDiesBeforeItsSlot = {.cut = {kStaleSlot, kCardLost}};
-// A system card is moved: its old slot is cleared last.
+// A system card is moved or replaced: the slot of what was there is cleared last.
 inline const Windows kSlotOutlivesTheMove = {.cut = {kStaleSlot}};
 // A card is changed where it stands, in more than one write.
 inline const Windows kChangedInPlace = {.cut = {kCardMixed}};
