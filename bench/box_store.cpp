@@ -22,6 +22,8 @@ public:
         if (access(path_.c_str(), F_OK) != 0) { make(); }
         open();
     }
+    BoxStore(const BoxStore&) = delete;
+    BoxStore& operator=(const BoxStore&) = delete;
     ~BoxStore() override { (void)_BoxClose(box_); }
 
     void add(const Entry& entry) override

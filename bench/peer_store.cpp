@@ -12,6 +12,8 @@ namespace {
 class PeerStore : public Store {
 public:
     explicit PeerStore(std::string path) : path_(std::move(path)) { open(); }
+    PeerStore(const PeerStore&) = delete;
+    PeerStore& operator=(const PeerStore&) = delete;
     ~PeerStore() override { close(); }
 
     void add(const Entry& entry) override

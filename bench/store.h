@@ -17,6 +17,9 @@ struct Entry {
 
 class Store {
 public:
+    Store() = default;
+    Store(const Store&) = delete;
+    Store& operator=(const Store&) = delete;
     virtual ~Store() = default;
 
     virtual void add(const Entry& entry) = 0;

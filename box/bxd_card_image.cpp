@@ -65,6 +65,24 @@ u32 WriteImage(u8 fid, u16 cardId, const void* data, u32 length, u32 pos)
     return status == BXD_OK ? bxd::WriteAll(fid, pos + kCardHead, data, length) : status;
 }
 
+// The image of a card in the box that is opened for it.
+struct StoredImage {
+    bxd::OpenFile file;
+    u32 pos = 0;
+    u32 size = 0;
+
+    u32 find(const char* boxName, u16 cardId)
+    {
+        if (IsReserved(cardId)) { return BXD_ERR_OTHER; }
+        u8 fid = kNoFile;
+        u32 status = CheckFileBox(boxName, &fid, 1);
+        if (status != BXD_OK) { return status; }
+        file.reset(fid);
+        u32 tablePos = 0;
+        return GetCardPtrSize(fid, cardId, &pos, &size, &tablePos);
+    }
+};
+
 }  // namespace
 
 extern "C" {
@@ -91,38 +109,27 @@ u32 GetCardPtrSize(u8 fid, u16 cardId, u32* pos, u32* size, u32* tablePos)
 
 u32 _GetCardImageSize(const char* boxName, u16 cardId, u32* size)
 {
-    if (IsReserved(cardId)) { return BXD_ERR_OTHER; }
-    u8 fid = kNoFile;
-    u32 status = CheckFileBox(boxName, &fid, 1);
-    if (status != BXD_OK) { return status; }
-    bxd::OpenFile file(fid);
-    u32 pos = 0;
-    u32 tablePos = 0;
-    return GetCardPtrSize(fid, cardId, &pos, size, &tablePos);
+    StoredImage image;
+    u32 status = image.find(boxName, cardId);
+    if (status == BXD_OK) { *size = image.size; }
+    return status;
 }
 
 u32 _ReadCardImage(const char* boxName, u16 cardId, void* buffer, u32* length)
 {
-    if (IsReserved(cardId)) { return BXD_ERR_OTHER; }
-    u8 fid = kNoFile;
-    u32 status = CheckFileBox(boxName, &fid, 1);
-    if (status != BXD_OK) { return status; }
-    bxd::OpenFile file(fid);
-    u32 pos = 0;
-    u32 size = 0;
-    u32 tablePos = 0;
-    status = GetCardPtrSize(fid, cardId, &pos, &size, &tablePos);
+    StoredImage image;
+    u32 status = image.find(boxName, cardId);
     if (status != BXD_OK) { return status; }
 
     // The last system card of a file has less than its size behind its head: what there is is read.
     u32 room = *length;
-    u32 count = room < size ? room : size;
+    u32 count = room < image.size ? room : image.size;
     if (count != 0) {
-        status = DataReadFromFile(fid, static_cast<i32>(pos + kCardHead), buffer, &count);
+        status = DataReadFromFile(image.file.fid(), static_cast<i32>(image.pos + kCardHead), buffer, &count);
         if (status != BXD_OK) { return status; }
     }
-    *length = size;
-    return room < size ? BXD_ERR_NOSPACE : BXD_OK;
+    *length = image.size;
+    return room < image.size ? BXD_ERR_NOSPACE : BXD_OK;
 }
 
 u32 _WriteCardImage(const char* boxName, u16 cardId, const u16* data, u32 length)
