@@ -20,7 +20,8 @@ function(bxd_library_settings target)
     target_compile_options(${target} PRIVATE ${BXD_WARNINGS})
 endfunction()
 
-# For all else. GCC 12 reports faults that are not there in its own string and vector, once it has inlined them.
+# For all else. GCC 12 reports faults that are not there in its own string and vector, once it has inlined
+# them.
 function(bxd_settings target)
     target_compile_options(${target} PRIVATE ${BXD_WARNINGS})
     if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)

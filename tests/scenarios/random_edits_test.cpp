@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Thousands of random calls on a box, by fixed seeds, beside a plain model of it in memory: what the box holds
-// must be what the model holds, for every item, and every file on the way must be sound.
+// Thousands of random calls on a box, by fixed seeds, beside a plain model of it in memory: what the box
+// holds must be what the model holds, for every item, and every file on the way must be sound.
 #include <bxd/bxd.h>
 
 #include <map>

@@ -63,7 +63,8 @@ public:
     // The item with this tag, or else with this name; null for neither.
     const Item* FindItem(std::string_view tagOrName) const;
 
-    // Whether there is a card of this id that counts: deleted ones that are kept for a synchronisation do not.
+    // Whether there is a card of this id that counts; a deleted one that is kept for a synchronisation
+    // does not.
     bool HasCard(u16 id) const;
     // The value of an item. Throws for a card that is not there.
     std::string Read(u16 id, const Item& item) const;
