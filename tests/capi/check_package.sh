@@ -2,16 +2,17 @@
 # SPDX-License-Identifier: MIT
 # Installs the build BUILD under WORK/prefix and builds and runs the program in CONSUMER against it, first
 # with find_package(bxd), then with the pkg-config file, from a prefix that was moved after installation.
-# Arguments: CMAKE BUILD CONSUMER WORK LIBDIR CC
+# Arguments: CMAKE BUILD CONSUMER WORK LIBDIR CC GENERATOR MAKE
 set -eu
-cmake=$1 build=$2 consumer=$3 work=$4 libdir=$5 cc=$6
+cmake=$1 build=$2 consumer=$3 work=$4 libdir=$5 cc=$6 generator=$7 make=$8
 
 rm -rf "$work"
 mkdir -p "$work"
 "$cmake" --install "$build" --prefix "$work/first" >"$work/install.log"
 mv "$work/first" "$work/prefix"
 
-"$cmake" -S "$consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_C_COMPILER="$cc"
+"$cmake" -S "$consumer" -B "$work/build" -G "$generator" -DCMAKE_MAKE_PROGRAM="$make" \
+    -DCMAKE_C_COMPILER="$cc" -DCMAKE_PREFIX_PATH="$work/prefix"
 "$cmake" --build "$work/build"
 "$work/build/consumer" "$work/by-cmake.box"
 

@@ -82,7 +82,9 @@ TEST_F(ImportStops, ATerminalShowsTheProgress)
     int screen = -1;
     Surroundings onTerminal;
     onTerminal.input = "pipe";
-    ASSERT_EQ(openpty(&screen, &onTerminal.terminal, nullptr, nullptr, nullptr), 0);
+    if (openpty(&screen, &onTerminal.terminal, nullptr, nullptr, nullptr) != 0) {
+        GTEST_SKIP() << "this host has no pseudo-terminals";
+    }
     const pid_t child = Start(kFromStandardInput, onTerminal);
     std::ofstream pipe(Path("pipe"));
     pipe << "HEAD\none\n" << std::flush;
