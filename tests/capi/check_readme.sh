@@ -14,7 +14,7 @@ sed -n '/^```c$/,/^```$/p' "$readme" | sed '/^```/d' >"$work/program.c"
 cd "$work"
 expected=$(sed -n 's/^It prints `\(.*\)`\..*/\1/p' "$readme")
 printed=$(./program)
-[ -n "$expected" ] && [ "$printed" = "$expected" ] || {
+if [ -z "$expected" ] || [ "$printed" != "$expected" ]; then
     echo "the README says \"$expected\", its program \"$printed\"" >&2
     exit 1
-}
+fi
