@@ -10,8 +10,8 @@
  *     _BoxClose(box);
  *
  * Names are "F0:" or "F1:" and a file name, which stands for a file in $HOME/Applications/bxd/, or a plain
- * path of the host. They end with a terminator and their path has at most 255 bytes; a longer one is
- * refused with the status of a file that cannot be opened or made.
+ * path of the host without a colon. They end with a terminator and their path has at most 255 bytes; a
+ * longer one is refused with the status of a file that cannot be opened or made.
  *
  * Functions that take a name open the file for the length of the call and close it on every path. They may
  * be used beside an open handle on the same box, but not to make the file grow or shrink meanwhile: every
