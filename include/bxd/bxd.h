@@ -7,6 +7,7 @@
  *   box.h     boxes: their life, their items, their figures
  *   card.h    cards: reading, writing, copying
  *   files.h   names, files, the room on the storage, messages
+ *   language.h  the language, and the order of texts
  */
 #ifndef BXD_BXD_H
 #define BXD_BXD_H
@@ -14,6 +15,7 @@
 #include "box.h"
 #include "card.h"
 #include "files.h"
+#include "language.h"
 #include "status.h"
 #include "types.h"
 
