@@ -5,23 +5,6 @@ namespace {
 
 constexpr u32 kNumberWidthMax = 16;
 constexpr u32 kExtensionLength = 3;
-constexpr u8 kVoiced = 0xDE;      // half-width voicing mark
-constexpr u8 kHalfVoiced = 0xDF;  // half-width semi-voicing mark
-
-bool Between(u8 value, u8 low, u8 high) { return value >= low && value <= high; }
-
-bool FormsPair(u8 a, u8 b)
-{
-    if (a < 0x80 || Between(a, 0xA0, 0xDF) || a == 0xFF) { return false; }
-    if (a >= 0xFB) { return b >= 0x20; }
-    return b >= 0x40 && b != 0x7F && b <= 0xFC;
-}
-
-bool FormsVoicedPair(u8 a, u8 b)
-{
-    if (Between(a, 0xCA, 0xCE)) { return b == kVoiced || b == kHalfVoiced; }
-    return (a == 0xB3 || Between(a, 0xB6, 0xC4)) && b == kVoiced;
-}
 
 u8 First(u16 c) { return static_cast<u8>(c); }
 u8 Second(u16 c) { return static_cast<u8>(c >> 8); }
@@ -33,13 +16,13 @@ bool SameButForCase(u8 a, u8 b) { return ((a ^ b) & ~0x20) == 0; }
 
 extern "C" {
 
-int Is2byte(u16 c) { return FormsPair(First(c), Second(c)) ? 1 : 0; }
+int Is2byte(u16 c) { return bxd::FormsPair(First(c), Second(c)) ? 1 : 0; }
 
 int C_LOCAL_is_2byte_f(u16 c) { return Is2byte(c) != 0 ? 0 : 1; }
 
 int Is2byteDakuon(u16 c)
 {
-    return FormsPair(First(c), Second(c)) || FormsVoicedPair(First(c), Second(c)) ? 1 : 0;
+    return bxd::FormsPair(First(c), Second(c)) || bxd::FormsVoicedPair(First(c), Second(c)) ? 1 : 0;
 }
 
 int C_LOCAL_is_2byte_dakuon_f(u16 c) { return Is2byteDakuon(c) != 0 ? 0 : 1; }

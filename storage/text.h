@@ -6,6 +6,28 @@
 
 #include <bxd/files.h>
 
+namespace bxd {
+
+// Whether the bytes a and b form one two-byte character.
+constexpr bool FormsPair(u32 a, u32 b)
+{
+    if (a < 0x80 || (a >= 0xA0 && a <= 0xDF) || a == 0xFF) { return false; }
+    if (a >= 0xFB) { return b >= 0x20; }
+    return b >= 0x40 && b != 0x7F && b <= 0xFC;
+}
+
+constexpr u32 kVoiced = 0xDE;      // half-width voicing mark
+constexpr u32 kHalfVoiced = 0xDF;  // half-width semi-voicing mark
+
+// Whether a is a half-width katakana that can be voiced, and b a mark that voices it.
+constexpr bool FormsVoicedPair(u32 a, u32 b)
+{
+    if (a >= 0xCA && a <= 0xCE) { return b == kVoiced || b == kHalfVoiced; }
+    return (a == 0xB3 || (a >= 0xB6 && a <= 0xC4)) && b == kVoiced;
+}
+
+}  // namespace bxd
+
 extern "C" {
 
 // Non-zero when the pair forms one two-byte character; C_LOCAL_is_2byte_f is the opposite.

@@ -20,8 +20,9 @@ file(GLOB headers ${HEADERS}/*.h)
 foreach(header IN LISTS headers)
     file(READ ${header} text)
     string(REGEX REPLACE "#define BXD_API[^\n]*" "" text "${text}")
-    string(REPLACE "[" "(" text "${text}")  # a constant's size; an open bracket would hold a list together
-    string(REGEX MATCHALL "BXD_API[ \n][^;(]*[(]" declarations "${text}")
+    # What ends a name: a constant's size, or the end of a variable. As they are they would make and hold lists.
+    string(REGEX REPLACE "[[;]" "(" text "${text}")
+    string(REGEX MATCHALL "BXD_API[ \n][^(]*[(]" declarations "${text}")
     foreach(declaration IN LISTS declarations)
         string(REGEX MATCH "([A-Za-z0-9_]+) *[(]$" unused "${declaration}")
         list(APPEND declared "${CMAKE_MATCH_1}")
