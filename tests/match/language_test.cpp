@@ -3,6 +3,7 @@
 #include <bxd/language.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -26,6 +27,24 @@ protected:
 };
 
 }  // namespace
+
+TEST(LanguageOfAProcess, IsEnglishAtItsStartAndHasTheJapaneseTables)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // another start of this program
+    EXPECT_EXIT(
+        {
+            char name[BXD_LANGUAGE_SIZE] = {};
+            BxdGetLanguage(name);
+            const bool english = strcmp(name, "en") == 0;
+            const bool matches = BxdIsLanguageMatch("JA") == 0 && BxdIsLanguageMatch("en") == 1;
+            const bool tables = SortConvCharUtf8Lang == SortConvCharUtf8Ja &&
+                                SearchCodeConverterUtf8 == SearchCodeFromSortCodeUtf8Ja;
+            BxdSetLanguage("Ja");
+            const bool japanese = BxdIsLanguageMatch("ja") == 1;
+            exit((english ? 0 : 1) | (matches ? 0 : 2) | (tables ? 0 : 4) | (japanese ? 0 : 8));
+        },
+        testing::ExitedWithCode(0), "");
+}
 
 TEST_F(Language, IsEnglishBeforeOneIsSet)
 {
