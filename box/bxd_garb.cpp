@@ -6,12 +6,6 @@
 #include "box/bxd_card_format.h"
 #include "storage/bxd_data.h"
 
-namespace {
-
-u32 Lowered(u32 value, u32 by) { return value > by ? value - by : 0; }
-
-}  // namespace
-
 namespace bxd {
 
 u32 MeasureDeadRun(u8 fid, u32 pos, u32* deadBytes, bool* atEnd)
@@ -58,8 +52,8 @@ u32* GarbageVarPtr(u8 fid)
 
 void SubGarbageSize(const char* name, u32 n)
 {
-    if (std::strncmp(name, "F0:", 3) == 0) { garbage_size_buf = Lowered(garbage_size_buf, n); }
-    if (std::strncmp(name, "F1:", 3) == 0) { card_garbage_size_buf = Lowered(card_garbage_size_buf, n); }
+    if (std::strncmp(name, "F0:", 3) == 0) { garbage_size_buf = bxd::Lowered(garbage_size_buf, n); }
+    if (std::strncmp(name, "F1:", 3) == 0) { card_garbage_size_buf = bxd::Lowered(card_garbage_size_buf, n); }
 }
 
 u32 WriteBoxGarbageSize(u8 fid, u32 size) { return bxd::WriteWord(fid, kHdGarbageSize, size); }
@@ -71,7 +65,7 @@ u32 AddBoxGarbageSize(u8 fid, i32 delta)
     u32 status = bxd::ReadWord(fid, kHdGarbageSize, &size);
     if (status != BXD_OK) { return status; }
     if (size == kUnset) { size = 0; }
-    size = delta < 0 ? Lowered(size, 0 - static_cast<u32>(delta)) : size + static_cast<u32>(delta);
+    size = delta < 0 ? bxd::Lowered(size, 0 - static_cast<u32>(delta)) : size + static_cast<u32>(delta);
     return WriteBoxGarbageSize(fid, size);
 }
 

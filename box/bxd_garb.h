@@ -27,6 +27,9 @@ u32 ResetGarbageInfo(u8 fid);
 
 namespace bxd {
 
+// A counter less `by`, never below 0.
+constexpr u32 Lowered(u32 value, u32 by) { return value > by ? value - by : 0; }
+
 // Bytes of the dead cards from `pos` on, up to the first other card, and whether that is the end mark.
 [[nodiscard]] u32 MeasureDeadRun(u8 fid, u32 pos, u32* deadBytes, bool* atEnd);
 

@@ -191,9 +191,66 @@ BXD_API u32 _GetBoxGarbageSize(const char* name, u32* size);
 /* Bytes that have died in this process in boxes of "F0:" (drive 0) or of "F1:" (any other). No status. */
 BXD_API u32 _ReadGarbageSize(i8 drive);
 
+/*
+ * Collects the dead space of a box: its cards close up, its tables are made anew, and the file gets shorter.
+ * Every card keeps its id and its items, and index files stay as they are. A card under edit that lies in
+ * the file goes, and of more than ten system cards those behind the tenth. A handle that is open on the box
+ * meanwhile must be closed then: its figure of the file's size is no longer true.
+ *
+ * The box is closed up in memory and written back in one write, if there is memory and room for all of it.
+ * Otherwise its cards move one after another; where the room runs out on the way, the box is put in order,
+ * and a later call goes on from there. The bytes gained leave the count of _ReadGarbageSize.
+ *
+ *   0   done, also where nothing was dead: the file is left as it was then
+ *   64  what cannot be opened or is no box
+ *   66  the file is shorter than the header of a box
+ *   68  the storage is too full; all cards can be read
+ *   71  the chain of cards is damaged and was left alone; memory is short; or a read or write failed, in
+ *       which case the box may need the file check
+ */
+BXD_API u32 _BoxGarbageCollect(const char* name);
+
+/*
+ * Collects on a drive, 0 "F0:" or any other "F1:", if anything has died there since the process began. Boxes
+ * are looked for as files of the literal name "F0:????????.BOX" (or "F1:..."), so as a rule none is found and
+ * only the count of the drive goes to 0: collect a box by its name. Gives 0, or the status of a collection.
+ */
+BXD_API u32 _GarbageCollectAll(i8 drive);
+
 /* Kept for applications that call them at start; they do nothing and give 0. */
 BXD_API u32 _GetAllBoxGarbageSize(void);
 BXD_API u32 _GarbageCheck(void);
+
+/* --- measures of dead space, for tools ------------------------------------------------------------- */
+
+/* A list of cards that the library makes for itself. */
+struct CardTable;
+
+/*
+ * Walks the cards of the box fid (BxdFileOpen for writing) from position `start`, where a card stands, to the
+ * end mark, and sums up the bytes of the dead ones. Dead cards directly before the end mark are cut off with
+ * the file; their bytes go to *tail and not into the sum. The sum goes to *garbage and into the header of the
+ * box; the highest card id up to 65279 to *maxId, 0 for none. garbage and maxId may be null. table must be
+ * null. A start of 0xFFFFFFFF, as in a box without cards, gives 0 for all.
+ *
+ *   0   done
+ *   71  the chain of cards is damaged, and the file is left as it was; memory is short; or a read, or the
+ *       write of the sum, failed
+ */
+BXD_API u32 FastGetGarbageSize(u8 fid, u32* garbage, u32* tail, u32 start, u16* maxId,
+                               struct CardTable** table);
+
+/*
+ * Measures the box fid so, and carries the change over to what _ReadGarbageSize tells for the drive: 0 "F0:",
+ * any other "F1:". A box without cards is left alone. Statuses as above.
+ */
+BXD_API u32 UpdateBoxGarbageSize(u8 fid, u32 drive);
+
+/*
+ * Measures an open box, given as what its handle points to (*handle), from `start` on, and takes the bytes
+ * that were cut off the count of _ReadGarbageSize. Statuses as above.
+ */
+BXD_API u32 CutTailGarbage(const struct BoxRecord* box, u32 start);
 
 #ifdef __cplusplus
 }

@@ -997,6 +997,15 @@ public:
         }
         return {};
     }
+    std::size_t appendTables() const
+    {
+        std::size_t count = 0;
+        for (std::uint32_t pos = word(511); IsSet(pos) && count < 600;
+             pos = Get32(file_, pos + std::size_t{518})) {
+            ++count;
+        }
+        return count;
+    }
     std::uint32_t deadBytes() const
     {
         std::uint32_t sum = 0;
