@@ -24,7 +24,7 @@ protected:
 TEST_F(Tool, HelpTellsCommandsExamplesAndExitCodes)
 {
     const std::string help = RunOk({"--help"});
-    for (const char* word : {"create", "items", "import", "list", "show", "set", "info",
+    for (const char* word : {"create", "items", "import", "list", "show", "set", "info", "map",
                              "Examples:", "Exit codes: 0 done, 1 it failed"}) {
         EXPECT_NE(help.find(word), std::string::npos) << word;
     }
@@ -32,7 +32,7 @@ TEST_F(Tool, HelpTellsCommandsExamplesAndExitCodes)
 
 TEST_F(Tool, EveryCommandHasHelpWithExamples)
 {
-    for (const char* command : {"create", "items", "import", "list", "show", "set", "info"}) {
+    for (const char* command : {"create", "items", "import", "list", "show", "set", "info", "map"}) {
         EXPECT_NE(RunOk({command, "--help"}).find("Examples:"), std::string::npos) << command;
     }
 }
@@ -79,7 +79,7 @@ TEST_F(Tool, PathsThatTheLibraryWouldTakeForADriveAreRefused)
     ExpectFailure(2, "a file name is expected", {"create", "F0:"});
     ExpectFailure(2, "a file name is expected", {"create", "F0:../x.box"});
     ExpectFailure(2, "more than 255 bytes", {"create", std::string(256, 'x')});
-    ExpectFailure(2, "the name of the box is empty", {"create", ""});
+    ExpectFailure(2, "the name of the file is empty", {"create", ""});
 }
 
 TEST_F(Tool, BrokenBoxesNeverCrashIt)

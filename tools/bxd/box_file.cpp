@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tools/bxd/box_file.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
+#include "tools/bxd/box_name.h"
 #include "tools/bxd/failure.h"
 #include "tools/bxd/status_text.h"
 
@@ -27,59 +26,6 @@ bool IsOk(u32 status) { return (status & 0xFFFF) == BXD_OK; }
 void Require(u32 status, const std::string& what)
 {
     if (!IsOk(status)) { throw Failure(what + ": " + StatusText(status)); }
-}
-
-bool OnDrive(const std::string& name) { return name.rfind("F0:", 0) == 0 || name.rfind("F1:", 0) == 0; }
-
-std::string Home()
-{
-    const char* home = std::getenv("HOME");
-    return home == nullptr ? "" : home;
-}
-
-// The host's path of a box.
-std::string PathOf(const std::string& name)
-{
-    if (!OnDrive(name)) { return name; }
-    return Home() + "/Applications/bxd/" + name.substr(3);
-}
-
-// The library takes everything up to a colon for a drive, so that a path with one would lead elsewhere.
-void CheckName(const std::string& name)
-{
-    if (name.empty()) { throw UsageFailure("the name of the box is empty"); }
-    if (!OnDrive(name)) {
-        if (name.find(':') != std::string::npos) {
-            throw UsageFailure(name +
-                               ": the path of a box cannot have a colon, but for the drives F0: and F1:");
-        }
-    } else if (name.size() == 3 || name.find_first_of(":/", 3) != std::string::npos) {
-        throw UsageFailure(name + ": behind the drive a file name is expected");
-    } else if (Home().empty()) {
-        throw Failure(name + ": the drives lie in the home directory, and HOME is not set");
-    }
-    if (PathOf(name).size() >= BXD_PATH_SIZE) {
-        throw UsageFailure(name + ": the path has more than " + std::to_string(BXD_PATH_SIZE - 1) + " bytes");
-    }
-}
-
-// The library makes the directory of the drives, but not the one above it.
-void MakeApplicationsDirectory()
-{
-    const std::string path = Home() + "/Applications";
-    if (mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) {
-        throw Failure(path + ": the directory cannot be made: " + std::strerror(errno));
-    }
-}
-
-void RequireFile(const std::string& name)
-{
-    CheckName(name);
-    const std::string path = PathOf(name);
-    struct stat info = {};
-    if (stat(path.c_str(), &info) != 0) { throw Failure(name + ": " + std::strerror(errno)); }
-    if (!S_ISREG(info.st_mode)) { throw Failure(name + ": it is not a file"); }
-    if (access(path.c_str(), R_OK) != 0) { throw Failure(name + ": " + std::strerror(errno)); }
 }
 
 // Why _BoxOpen, which has no status, gave no handle.
@@ -258,8 +204,7 @@ BoxFigures ReadFigures(const std::string& name)
     Require(_GetBoxGarbageSize(name.c_str(), &figures.garbageBytes), name);
     figures.indexes = ReadIndexNames(name);
 
-    struct stat info = {};
-    if (stat(PathOf(name).c_str(), &info) == 0) { figures.fileBytes = static_cast<u32>(info.st_size); }
+    figures.fileBytes = static_cast<u32>(FileBytes(name));
     return figures;
 }
 

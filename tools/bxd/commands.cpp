@@ -1,40 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "tools/bxd/commands.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <cctype>
-#include <cstdio>
-#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "tools/bxd/box_file.h"
 #include "tools/bxd/failure.h"
+#include "tools/bxd/output.h"
 #include "tools/bxd/table.h"
 #include "tools/bxd/text.h"
 #include "tools/bxd/values.h"
 
 namespace tool {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-void Print(const std::string& text) { (void)std::fputs(text.c_str(), stdout); }
-
-std::string Dump(const Json& json, int indent)
-{
-    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
-}
-
-void PrintJson(const Json& json) { Print(Dump(json, 2) + "\n"); }
-
-std::size_t TerminalWidth()
-{
-    winsize size = {};
-    if (isatty(STDOUT_FILENO) != 1 || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) { return 0; }
-    return size.ws_col;
-}
 
 // TAG:TYPE, TAG:TYPE:NAME; the type may have its second number behind a slash, as in 6/10.
 Item ParseItem(const std::string& text)

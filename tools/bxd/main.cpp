@@ -8,6 +8,7 @@
 #include "tools/bxd/commands.h"
 #include "tools/bxd/failure.h"
 #include "tools/bxd/import.h"
+#include "tools/bxd/map.h"
 
 namespace {
 
@@ -16,11 +17,14 @@ using tool::ImportOptions;
 using tool::InfoOptions;
 using tool::ItemsOptions;
 using tool::ListOptions;
+using tool::MapOptions;
 using tool::SetOptions;
 using tool::ShowOptions;
 
 constexpr const char* kBoxHelp =
     "path of the box, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
+constexpr const char* kFileHelp =
+    "path of a box or an index file, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
 constexpr const char* kJsonHelp = "print the answer as JSON";
 
 constexpr const char* kFooter = R"(
@@ -31,6 +35,7 @@ Examples:
   bxd show words.box 42
   bxd set words.box 42 MEAN "a better meaning"
   bxd info words.box --json
+  bxd map words.box -o words.svg
 
 "bxd COMMAND --help" tells more about a command.
 
@@ -164,6 +169,28 @@ void AddInfo(CLI::App* app, InfoOptions* options)
     command->callback([options] { RunInfo(*options); });
 }
 
+void AddMap(CLI::App* app, MapOptions* options)
+{
+    CLI::App* command = app->add_subcommand("map", "show what lies where in a box or an index file");
+    command->add_option("FILE", options->file, kFileHelp)->required();
+    command->add_option("-o,--svg", options->svg, "make an SVG picture; - is standard output");
+    command->add_option("--color", options->colour, "auto, always or never; auto colours a terminal")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->capture_default_str();
+    command->add_flag("--json", options->json, "print all extents as JSON");
+    command->footer(R"(
+The file is only read, and need not be whole: what can be shown is shown, and where its structure breaks is
+told below the legend. A part called unreachable belongs to nothing, such as bytes behind the end mark.
+
+In the environment NO_COLOR keeps colours off.
+
+Examples:
+  bxd map words.box
+  bxd map words.box -o words.svg
+  bxd map F0:ADDRESS.IDX --json)");
+    command->callback([options] { RunMap(*options); });
+}
+
 int Complain(const std::exception& error, int code)
 {
     (void)std::fflush(stdout);
@@ -180,6 +207,7 @@ int Run(int argc, char** argv)
     ShowOptions show;
     SetOptions set;
     InfoOptions info;
+    MapOptions map;
 
     CLI::App app("Makes, fills, shows and changes boxes: files of cards kept by libbxd.", "bxd");
     app.set_version_flag("--version", "bxd " BXD_VERSION);
@@ -192,6 +220,7 @@ int Run(int argc, char** argv)
     AddShow(&app, &show);
     AddSet(&app, &set);
     AddInfo(&app, &info);
+    AddMap(&app, &map);
 
     try {
         _BxdnInit();
