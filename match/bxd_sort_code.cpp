@@ -12,6 +12,9 @@
 
 namespace {
 
+// One of two values, without a branch that the processor would have to foresee.
+constexpr u32 Choose(bool first, u32 a, u32 b) { return b ^ ((a ^ b) & (0u - u32{first})); }
+
 // --- Shift-JIS ------------------------------------------------------------------------------------
 
 constexpr u32 kControlCode = 0x1000;  // and the byte
@@ -39,31 +42,34 @@ constexpr u32 InSignRows(u32 t, u32 row)
 // Latin letters stand 16 to a row, digits of the added rows likewise.
 constexpr u32 InLetterRows(u32 row, u32 column, u32 form) { return (row << 8) + 0x40 + column * 8 + form; }
 
-u32 Fold(u32 code)
+constexpr u32 Folded(u32 code, u32 fold)
 {
-    const u32 place = ((code >> 8) & 0xF) * kKanaPlacesInRow + ((code >> 4) & 0xF) - 4;
-    if (place >= sizeof sort_kana) { return code; }
-    const u32 fold = sort_kana[place];
     const u32 overRowEnd = fold & 0x80;  // 0x80 up within the row, and a row down
     return (code ^ overRowEnd) - 2 * overRowEnd - (fold & 0x70) + (fold & 0x0F);
 }
 
-// `place` counts from ぁ; the bit above 0x78 is lost.
-u32 Kana(u32 place, KanaForm form)
+u32 Fold(u32 code)
 {
-    return Fold(kKanaPlaceMin + ((place & 0x78) << 5) + ((place & 7) << 4) + form);
+    const u32 place = ((code >> 8) & 0xF) * kKanaPlacesInRow + ((code >> 4) & 0xF) - 4;
+    return place < sizeof sort_kana ? Folded(code, sort_kana[place]) : code;
 }
+
+// `place` counts from ぁ; the bit above 0x78 is lost.
+constexpr u32 KanaPlaceCode(u32 place, u32 form)
+{
+    return kKanaPlaceMin + ((place & 0x78) << 5) + ((place & 7) << 4) + form;
+}
+
+u32 Kana(u32 place, KanaForm form) { return Fold(KanaPlaceCode(place, form)); }
 
 u32 HalfWidthKana(u32 b, u32 next, u16* len)
 {
     const bool voiced = bxd::FormsVoicedPair(b, next);
-    *len = voiced ? 2 : 1;
+    *len = static_cast<u16>(1 + u32{voiced});
     if (b == kHalfWidthWo) { return kHalfWidthWoCode; }
-    u32 place = sort_tbl_a0h[b - 0xA0];
-    if (voiced) {
-        place += next == bxd::kVoiced ? 0x10 : 0x20;
-        if ((place & 0xFF) > 0xBF) { place += 0x80; }  // into the next row: 0x80 down, 0x100 up
-    }
+    const u32 marks = u32{voiced} + (voiced & (next == bxd::kHalfVoiced));
+    u32 place = sort_tbl_a0h[b - 0xA0] + 0x10 * marks;
+    place += 0x80 * u32{(place & 0xFF) > 0xBF};  // into the next row: 0x80 down, 0x100 up
     return place < kKanaCodeMin ? place : Fold(place);
 }
 
@@ -157,13 +163,27 @@ u32 CodeInRow(u32 b, u32 t)
 
 u32 AsciiCode(u32 b) { return b < 0x20 ? kControlCode | b : sort_tbl_20h[b - 0x20]; }
 
-// A character that begins with b, 0x80 or above, with the byte behind it.
-u32 WideCode(u32 b, u32 next, u16* len)
+// All rows, with their rarer characters and lead bytes without a trail byte.
+u32 CodeOfAny(u32 b, u32 next, u16* len)
 {
     if (b >= 0xA0 && b <= 0xDF) { return HalfWidthKana(b, next, len); }
     const bool pair = bxd::FormsPair(b, next);
     *len = pair ? 2 : 1;
     return CodeInRow(b, pair ? next : 0);
+}
+
+// A character that begins with b, 0x80 or above, with the byte behind it. Kana and kanji follow each other as
+// no processor can foresee, so they are told apart by arithmetic and not by branches.
+u32 WideCode(u32 b, u32 next, u16* len)
+{
+    const bool hiragana = (b == 0x82) & (next >= 0x9F);
+    const bool katakana = (b == 0x83) & (next < 0x9F);
+    const bool kanji = b - 0x85 <= 0x9F - 0x85;
+    if (!(bxd::IsTrail(next) & (hiragana | katakana | kanji))) { return CodeOfAny(b, next, len); }
+    *len = 2;
+    const u32 place = Choose(kanji, 0, Choose(hiragana, next - 0x9F, next - 0x40 - (next >= 0x80)));
+    const u32 kana = Folded(KanaPlaceCode(place, kKatakana - hiragana), sort_kana[place]);
+    return Choose(kanji, b << 8 | next, kana);
 }
 
 // --- UTF-8 ----------------------------------------------------------------------------------------
@@ -172,12 +192,15 @@ constexpr u32 kNoCharacter = 0xFFFD;
 constexpr u32 kCodeMask = 0xFFFF;
 constexpr u32 kUtf8BytesMax = 3;
 
-// The ranges of code points between the tables, and where their sort codes lie.
+// The ranges of code points, and where the sort codes of those without a table lie.
+constexpr u32 kTableSize = 256;
 constexpr u32 kBehindLatinShift = 0x1200;  // U+0100 to U+1FFF
 constexpr u32 kPunctuation = 0x2000;       // to U+2FFF
 constexpr u32 kPunctuationCode = 0x0153;
+constexpr u32 kKana = 0x3000;
 constexpr u32 kBehindKana = 0x3100;  // to U+FEFF
 constexpr u32 kBehindKanaShift = 0x0100;
+constexpr u32 kHalfWidth = 0xFF00;
 
 constexpr bool IsContinuation(u32 b) { return (b & 0xC0) == 0x80; }
 
@@ -215,7 +238,7 @@ void PutText(u8* out, const char* text)
 // Enters the characters from `base` on at their sort codes.
 void Invert(u16* characters, const u16* table, u32 base, const char* name)
 {
-    for (u32 i = 0; i < sizeof sortTbl_u0000_ja / sizeof *table; ++i) {
+    for (u32 i = 0; i < kTableSize; ++i) {
         const u32 code = table[i];
         if (code == 0 || code > kLetterCodeMax) {
             BxdDebug("bad index %s 0x%04x 0x%d\n", name, base + i, code);
@@ -278,24 +301,23 @@ u32 SortConvCharUtf8(const u8* s, u16* len) { return SortConvCharUtf8Lang(Decode
 
 u32 SortConvCharUtf8Ja(u32 codePoint)
 {
+    // Latin, kana and kanji come first, and the latter two without a branch between them.
     const u32 c = codePoint & kCodeMask;
-    switch (c >> 8) {
-    case 0x00: return sortTbl_u0000_ja[c];
-    case 0x30: return sortTbl_u3000_ja[c & 0xFF];
-    case 0xFF: return sortTbl_uff00_ja[c & 0xFF];
-    default: break;
+    if (c < kTableSize) { return sortTbl_u0000_ja[c]; }
+    if (c >= kKana && c < kHalfWidth) {
+        const u32 kana = sortTbl_u3000_ja[c % kTableSize];
+        return Choose(c < kBehindKana, kana, c + kBehindKanaShift);
     }
-    if (c >= kBehindKana) { return c + kBehindKanaShift; }
+    if (c >= kHalfWidth) { return sortTbl_uff00_ja[c - kHalfWidth]; }
     return c < kPunctuation ? c + kBehindLatinShift : c - kPunctuation + kPunctuationCode;
 }
 
 u32 SearchCodeFromSortCodeUtf8Ja(u16 sortCode)
 {
-    if (sortCode >= kLetterCodeMin && sortCode <= kLetterCodeMax) {
-        return searchTbl_ja[sortCode - kLetterCodeMin + kSignCodeMax];
-    }
-    return sortCode >= kSignCodeMin && sortCode <= kSignCodeMax ? searchTbl_ja[sortCode - kSignCodeMin]
-                                                                : sortCode;
+    const bool sign = u32{sortCode} - kSignCodeMin <= kSignCodeMax - kSignCodeMin;
+    const bool letter = u32{sortCode} - kLetterCodeMin <= kLetterCodeMax - kLetterCodeMin;
+    const u32 entry = sortCode - Choose(letter, kLetterCodeMin - kSignCodeMax, kSignCodeMin);
+    return Choose(sign | letter, searchTbl_ja[Choose(sign | letter, entry, 0)], sortCode);
 }
 
 char gLang[BXD_LANGUAGE_SIZE] = {};

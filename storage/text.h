@@ -8,12 +8,15 @@
 
 namespace bxd {
 
+// Whether a byte can be the second of a character, behind most lead bytes.
+constexpr bool IsTrail(u32 b) { return (b - 0x40 <= 0xFC - 0x40) & (b != 0x7F); }
+
 // Whether the bytes a and b form one two-byte character.
 constexpr bool FormsPair(u32 a, u32 b)
 {
     if (a < 0x80 || (a >= 0xA0 && a <= 0xDF) || a == 0xFF) { return false; }
     if (a >= 0xFB) { return b >= 0x20; }
-    return b >= 0x40 && b != 0x7F && b <= 0xFC;
+    return IsTrail(b);
 }
 
 constexpr u32 kVoiced = 0xDE;      // half-width voicing mark
@@ -22,8 +25,9 @@ constexpr u32 kHalfVoiced = 0xDF;  // half-width semi-voicing mark
 // Whether a is a half-width katakana that can be voiced, and b a mark that voices it.
 constexpr bool FormsVoicedPair(u32 a, u32 b)
 {
-    if (a >= 0xCA && a <= 0xCE) { return b == kVoiced || b == kHalfVoiced; }
-    return (a == 0xB3 || (a >= 0xB6 && a <= 0xC4)) && b == kVoiced;
+    const bool both = a - 0xCA <= 0xCE - 0xCA;
+    const bool one = (a == 0xB3) | (a - 0xB6 <= 0xC4 - 0xB6);
+    return ((one | both) & (b == kVoiced)) | (both & (b == kHalfVoiced));
 }
 
 }  // namespace bxd

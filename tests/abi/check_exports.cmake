@@ -20,7 +20,7 @@ file(GLOB headers ${HEADERS}/*.h)
 foreach(header IN LISTS headers)
     file(READ ${header} text)
     string(REGEX REPLACE "#define BXD_API[^\n]*" "" text "${text}")
-    # What ends a name: a constant's size, or the end of a variable. As they are they would make and hold lists.
+    # What ends a name: a constant's size, or the end of a variable. Left as they are they would make lists.
     string(REGEX REPLACE "[[;]" "(" text "${text}")
     string(REGEX MATCHALL "BXD_API[ \n][^(]*[(]" declarations "${text}")
     foreach(declaration IN LISTS declarations)

@@ -104,7 +104,7 @@ private:
     void exceptions()
     {
         for (u32 code = 0x0056; code <= 0x005D; ++code) { search_[code] = code - 1; }
-        for (const u32 letter : {0x128E, 0x12C0}) {
+        for (const u32 letter : {0x128Eu, 0x12C0u}) {
             for (u32 code = letter; code < letter + 3; ++code) { search_[code] = letter + 1; }
         }
     }
