@@ -275,6 +275,7 @@ u32 Collection::abort(const CardRecord& card)
     if (p == dst_) { return BXD_ERR_NOSPACE; }
     u32 status = BxdFlashAll(&buffer_);
     if (status == BXD_OK) { status = fillGap(p - buffer_.filePos); }
+    block_.reset(nullptr);  // the tables need memory
     if (status == BXD_OK) { status = SetTableAndMakeChain(fid_); }
     return status == BXD_OK ? static_cast<u32>(BXD_ERR_NOSPACE) : status;
 }

@@ -259,6 +259,7 @@ private:
     void compare()
     {
         compareTables();
+        linked_.insert(word(28));  // the index table
         uint32_t dead = 0;
         uint32_t live = 0;
         uint32_t highest = 0;

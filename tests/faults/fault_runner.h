@@ -4,6 +4,7 @@
 //   prepare   makes the files, undisturbed; their bytes are kept
 //   act       the calls under test: each run begins with the prepared files, in a child process
 //   judge     the parent reads the box byte by byte, then opens it with the library
+//   aftermath where a scenario has one: calls on what is left, in a child process, which must end well
 //
 //   power cuts     before and after every call that changes a file
 //   torn writes    one byte, half, or all but one byte of a write in the file
@@ -81,6 +82,7 @@ struct Scenario {
     std::function<u32()> act;
     Windows windows = {};
     std::string box = "T.BOX";
+    std::function<bool()> aftermath = {};
 };
 
 struct Fault {
@@ -214,6 +216,23 @@ private:
         Shim().rest();
         outcome_->leftOpen = openDescriptors() - descriptors + openRows() + Shim().blocks();
         _exit(0);
+    }
+
+    // The scenario's calls on what is left come to an end, and give true.
+    bool endsWell() const
+    {
+        if (!scenario_->aftermath) { return true; }
+        fflush(nullptr);
+        pid_t pid = fork();
+        if (pid == 0) {
+            bool silent = getenv("BXD_FAULT_STDERR") == nullptr;
+            if (silent && freopen("/dev/null", "w", stderr) == nullptr) { _exit(1); }
+            alarm(20);
+            _exit(scenario_->aftermath() ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
 
     // Runs the act on the prepared files and gives how the process ended: 0, kFaultExitCode, or -1.
@@ -432,10 +451,11 @@ private:
         return kind == Kind::kTearing && windows.torn.count(finding) != 0;
     }
 
-    void tell(const Fault& fault, const Findings& findings, Kind kind)
+    void tell(const Fault& fault, Findings findings, Kind kind)
     {
         static const char* const kinds[] = {"cut", "failed", "torn"};
         faults_++;
+        if (!endsWell()) { findings.insert(kDied); }
         Findings bad;
         for (int finding : findings) {
             tally_[finding]++;
