@@ -48,6 +48,26 @@ u32 ReadTablePlace(u8 fid, u32 headerOffset, u32* pos, u32* size)
     return BXD_OK;
 }
 
+// The place of an index table that was giving its last 512 bytes back when the power went: the block has its
+// new length, the header has the old one, and the file may end before that.
+u32 ReadShrunkTablePlace(u8 fid, u32* pos, u32* size)
+{
+    constexpr u32 kStep = 512;  // and the least body
+    u32 place[2] = {};
+    u8 head[kCardHead] = {};
+    u32 status = bxd::ReadWords(fid, kHdIndexTable, place, 2);
+    if (status == BXD_OK) { status = bxd::ReadExactly(fid, place[0], head, sizeof head); }
+    if (status != BXD_OK) { return BXD_ERR_FAIL; }
+    uint64_t total = uint64_t{GET_4BYTES(head + kCardLengthAt)} + kCardHead;
+    if (GET_2BYTES(head) != INDEX_TABLE_ID || total < kStep || total + kStep != place[1] ||
+        !bxd::FileHolds(fid, place[0] + total)) {
+        return BXD_ERR_FAIL;
+    }
+    *pos = place[0];
+    *size = static_cast<u32>(total);
+    return BXD_OK;
+}
+
 // Every index name must end within its entry, and the entries within the table.
 bool IndexEntriesFit(const u8* table, u32 size)
 {
@@ -182,6 +202,7 @@ u32 ReadIndexTable(u8 fid, u8** table)
     u32 pos = 0;
     u32 bytes = 0;
     u32 status = ReadTablePlace(fid, kHdIndexTable, &pos, &bytes);
+    if (status == BXD_ERR_FAIL) { status = ReadShrunkTablePlace(fid, &pos, &bytes); }
     if (status != BXD_OK) { return status; }
     if (bytes < kCardHead) { return BXD_ERR_FAIL; }
 

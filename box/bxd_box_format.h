@@ -48,10 +48,11 @@ constexpr u32 kNewBoxSize = kHeaderSize + kOffsetTableSize;  // a box without it
 constexpr u32 kSystemSlotBytes = 44;  // its first eleven words: entry 0 and the system slots
 
 // An entry of the index table, behind the card's head; an entryLength of 0 or 0xFFFF ends the table.
-constexpr u32 kIndexEntryType = 2;    // u8, form of the name
-constexpr u32 kIndexEntryFileId = 3;  // u8, 27 for an index of the master kind
-constexpr u32 kIndexEntryFlags = 4;   // u8
-constexpr u32 kIndexEntryName = 12;   // the name with its terminator
+constexpr u32 kIndexEntryType = 2;        // u8, form of the name
+constexpr u32 kIndexEntryFileId = 3;      // u8, 27 for an index of the master kind
+constexpr u32 kIndexEntryFlags = 4;       // u8, type of the index
+constexpr u32 kIndexEntryUpdateMode = 5;  // u8
+constexpr u32 kIndexEntryName = 12;       // the name with its terminator
 constexpr u8 kMasterIndexId = 27;
 
 constexpr u8 kGarbageBit = 0x01;  // in garbageFlags

@@ -1,58 +1,314 @@
 // SPDX-License-Identifier: MIT
 #include "index/bxd_indx_registry.h"
 
+#include <bxd/card.h>
+
 #include <cstring>
+
+#include "index/bxd_indx_info.h"
+#include "storage/bxd_data.h"
+#include "storage/bxd_file_errors.h"
+#include "storage/bxd_file_names.h"
 
 namespace {
 
-constexpr u8 kSameDirectory = 1;
-constexpr u8 kSameDrive = 2;
-constexpr u8 kOtherDrive = 3;
+constexpr u32 kTableStep = 512;
+constexpr u32 kFirstBody = 512;
+constexpr u32 kFirstBlock = kCardHead + kFirstBody;
+constexpr u32 kShrinkAbove = 1024;  // unused bytes behind what was written
+constexpr u32 kLengthWord = 2;
 
-bool IsSeparator(char c) { return c == '\\' || c == '/'; }
+bool IsEnd(u32 entryLength) { return entryLength == 0 || entryLength == 0xFFFF; }
 
-// Joins the first `prefix` bytes of `reference` and `rest` in a buffer for a name.
-u32 JoinName(char* out, const char* reference, size_t prefix, const char* rest)
+// --- the block in memory -----------------------------------------------------------------------------------
+
+// The index table of a box while it is changed. `bytes` holds the block and two bytes more.
+struct TableBlock {
+    u32 pos = 0;
+    u32 body = 0;  // its body length
+    bool dead = false;
+    bxd::HeapBlock bytes;
+
+    u32 size() const { return kCardHead + body; }
+    u8* at(u32 offset) const { return bytes.data() + offset; }
+};
+
+// Makes a block without entries at the end of the file, over the end mark, and cuts the file behind it.
+u32 WriteEmptyBlock(u8 fid, u32 pos, TableBlock* block)
 {
-    size_t length = std::strlen(rest);
-    if (prefix + length >= BXD_PATH_SIZE) { return BXD_ERR_FAIL; }
-    std::memcpy(out, reference, prefix);
-    std::memcpy(out + prefix, rest, length + 1);
-    return BXD_OK;
+    block->bytes.reset(static_cast<u8*>(std::malloc(kFirstBlock + kEndMarkSize)));
+    if (!block->bytes) { return BXD_ERR_FAIL; }
+    std::memset(block->at(0), 0xFF, kFirstBlock + kEndMarkSize);
+    std::memcpy(block->at(0), idx_name_tbl_data, kCardHead);
+    block->pos = pos;
+    block->body = kFirstBody;
+    u32 status = bxd::WriteAll(fid, pos, block->at(0), kFirstBlock + kEndMarkSize);
+    return status == BXD_OK ? BxdFileCut(fid, pos + kFirstBlock + kEndMarkSize) : status;
+}
+
+// A box gets its first index table. In one without a card area it begins the chain of cards.
+u32 MakeTable(u8 fid, TableBlock* block)
+{
+    u32 cardOffset = 0;
+    u32 status = bxd::ReadWord(fid, kHdCardOffset, &cardOffset);
+    if (status != BXD_OK) { return status; }
+    const u32 oldSize = BxdFileSize(fid);
+    bool beginsChain = !bxd::IsPosition(cardOffset);
+    // A lost power may have left the position of a chain that was never begun: there is no end mark either.
+    bool hasMark = !beginsChain && cardOffset != oldSize;
+    if (hasMark && oldSize < kEndMarkSize) { return BXD_ERR_FAIL; }
+    const u32 pos = oldSize - (hasMark ? kEndMarkSize : 0);
+
+    if (beginsChain) { status = bxd::WriteWord(fid, kHdCardOffset, pos); }
+    if (status == BXD_OK) { status = PreWriteEndMark(fid, pos + kFirstBlock); }
+    if (status == BXD_OK) {
+        u32 place[2] = {pos, kFirstBlock};
+        u32 none[2] = {kUnset, kUnset};
+        status = bxd::WriteWords(fid, kHdIndexTable, place, 2);
+        if (status != BXD_OK) { (void)bxd::WriteWords(fid, kHdIndexTable, none, 2); }
+    }
+    if (status != BXD_OK) {
+        if (beginsChain) { (void)bxd::WriteWord(fid, kHdCardOffset, kUnset); }
+        return bxd::SettleEnd(fid, status, pos, oldSize);
+    }
+    return WriteEmptyBlock(fid, pos, block);
+}
+
+// Reads the table, and mends what a lost power can leave: a block that the header names and that was never
+// written, and a header that has not followed the block as it gave bytes back. 66 where the box has none.
+u32 LoadTable(u8 fid, TableBlock* block)
+{
+    u8* bytes = nullptr;
+    u32 status = ReadIndexTable(fid, &bytes);
+    block->bytes.reset(bytes);
+    u32 place[2] = {};
+    if (status == BXD_OK) { status = bxd::ReadWords(fid, kHdIndexTable, place, 2); }
+    if (status != BXD_OK) { return status; }
+
+    block->pos = place[0];
+    block->body = GET_4BYTES(block->at(kCardLengthAt));
+    u32 id = GET_2BYTES(block->at(0));
+    block->dead = id == CARD_ID_DEAD;
+    if (block->body == 0 && place[1] == kFirstBlock &&
+        BxdFileSize(fid) == block->pos + kFirstBlock + kEndMarkSize) {
+        block->dead = false;
+        return WriteEmptyBlock(fid, block->pos, block);
+    }
+    if ((id != INDEX_TABLE_ID && !block->dead) || block->body < kFirstBody) { return BXD_ERR_FAIL; }
+    const uint64_t size = uint64_t{kCardHead} + block->body;
+    if (size == place[1]) { return BXD_OK; }
+    if (size + kTableStep != place[1]) { return BXD_ERR_FAIL; }
+    return bxd::WriteWord(fid, kHdIndexTableSize, block->size());
+}
+
+// Where the closing word stands, counted from the block; 0 where an entry leaves the body.
+u32 EndOfEntries(const TableBlock& block)
+{
+    u32 at = kCardHead;
+    while (at + kLengthWord <= block.size()) {
+        u32 entryLength = GET_2BYTES(block.at(at));
+        if (IsEnd(entryLength)) { break; }
+        if (kLengthWord + entryLength > block.size() - at) { return 0; }
+        at += kLengthWord + entryLength;
+    }
+    return at;
+}
+
+// --- entries -----------------------------------------------------------------------------------------------
+
+struct NewEntry {
+    const char* name;  // as it is stored
+    u8 nameType;
+    u8 fileId;
+    u8 flags;
+    u8 updateMode;
+
+    u32 length() const { return static_cast<u32>(std::strlen(name) + kIndexEntryName) & ~1u; }
+    u32 size() const { return length() + 2 * kLengthWord; }  // with its length word and a closing one
+};
+
+constexpr u32 kEntrySizeMax = BXD_PATH_SIZE + kIndexEntryName + 2 * kLengthWord;
+
+// The entry and a closing word behind it. What an entry leaves open stays as it is.
+void PlaceEntry(u8* at, const NewEntry& entry)
+{
+    PUT_2BYTES(at, static_cast<u16>(entry.length()));
+    at[kIndexEntryType] = entry.nameType;
+    at[kIndexEntryFileId] = entry.fileId;
+    at[kIndexEntryFlags] = entry.flags;
+    at[kIndexEntryUpdateMode] = entry.updateMode;
+    std::memcpy(at + kIndexEntryName, entry.name, std::strlen(entry.name) + 1);
+    PUT_2BYTES(at + kLengthWord + entry.length(), 0);
+}
+
+// The table moves to the end of the file, 512 bytes longer and with the entry behind its `used` bytes. The
+// old block dies when the new one is complete; one that is dead already is the rest of a move that was cut
+// off between that and the header.
+u32 MoveTable(u8 fid, const TableBlock& block, u32 used, const NewEntry& entry)
+{
+    const u32 oldSize = BxdFileSize(fid);
+    const u32 pos = oldSize - kEndMarkSize;
+    const uint64_t end = static_cast<uint64_t>(pos) + block.size() + kTableStep;
+    if (oldSize < kEndMarkSize || end > kFilePositionMax) { return BXD_ERR_FAIL; }
+    u8 last[kEntrySizeMax];
+    std::memset(last, 0xFF, sizeof last);
+    PlaceEntry(last, entry);
+    PUT_2BYTES(block.at(0), INDEX_TABLE_ID);
+    PUT_4BYTES(block.at(kCardLengthAt), block.body + kTableStep);
+
+    const u32 mark = static_cast<u32>(end);
+    u32 status = PreWriteEndMark(fid, mark);
+    if (status == BXD_OK) { status = bxd::WriteAll(fid, pos, block.at(0), used); }
+    if (status == BXD_OK) { status = bxd::WriteAll(fid, pos + used, last, entry.size()); }
+    if (status != BXD_OK) { return bxd::SettleEnd(fid, status, pos, oldSize); }
+
+    if (!block.dead) { status = DeleteCardData(fid, block.pos); }
+    u32 place[2] = {pos, block.size() + kTableStep};
+    if (status == BXD_OK) { status = bxd::WriteWords(fid, kHdIndexTable, place, 2); }
+    if (status == BXD_OK) { status = bxd::WriteHalf(fid, mark, END_MARK_ID); }
+    return status == BXD_OK ? BxdFileCut(fid, mark + kEndMarkSize) : status;
+}
+
+// The entry that leads to the index, counted from the block; `end` where there is none.
+u32 FindEntry(const TableBlock& block, u32 end, const char* name)
+{
+    u32 at = kCardHead;
+    for (; at < end; at += kLengthWord + GET_2BYTES(block.at(at))) {
+        char full[BXD_PATH_SIZE];
+        const char* stored = reinterpret_cast<const char*>(block.at(at + kIndexEntryName));
+        // Beside the index itself: a name without a directory leads to the index wherever the box lies.
+        if (GetFullPathIndexName(full, stored, name, *block.at(at + kIndexEntryType)) == BXD_OK &&
+            std::strcmp(full, name) == 0) {
+            break;
+        }
+    }
+    return at;
+}
+
+// The block gives up its last 512 bytes: they become a card, the block ends before it, the card dies.
+u32 GiveBytesBack(u8 fid, const TableBlock& block)
+{
+    const u32 size = block.size() - kTableStep;
+    u8 head[kCardHead];
+    PUT_2BYTES(head, INDEX_TABLE_ID);
+    PUT_4BYTES(head + kCardLengthAt, kTableStep - kCardHead);
+    u32 status = bxd::WriteAll(fid, block.pos + size, head, sizeof head);
+    if (status == BXD_OK) {
+        status = bxd::WriteWord(fid, block.pos + kCardLengthAt, block.body - kTableStep);
+    }
+    if (status == BXD_OK) { status = DeleteCardData(fid, block.pos + size); }
+    return status == BXD_OK ? bxd::WriteWord(fid, kHdIndexTableSize, size) : status;
 }
 
 }  // namespace
 
 extern "C" {
 
-const char* PathNamePtr(const char* s)
+u32 AddIndexName(u8 boxFid, const char* name, u8 indexFlags, u8 indexFileId, u8 indexFlags2, u8 nameType)
 {
-    const char* colon = std::strchr(s, ':');
-    const char* path = colon != nullptr ? colon + 1 : s;
-    return IsSeparator(*path) ? path : nullptr;
+    NewEntry entry = {BaseNamePtr(name), nameType, indexFileId, indexFlags, indexFlags2};
+    if (nameType == kNameOtherDrive) { entry.name = name; }
+    if (nameType == kNameSameDrive && PathNamePtr(name) != nullptr) { entry.name = PathNamePtr(name); }
+    if (!bxd::NameFits(entry.name)) { return BXD_ERR_FAIL; }
+
+    TableBlock block;
+    u32 status = LoadTable(boxFid, &block);
+    if (status == BXD_ERR_NOTFOUND) { status = MakeTable(boxFid, &block); }
+    if (status != BXD_OK) { return status; }
+    const u32 end = EndOfEntries(block);
+    if (end == 0) { return BXD_ERR_FAIL; }
+    if (block.dead || entry.size() > block.size() - end) { return MoveTable(boxFid, block, end, entry); }
+    PlaceEntry(block.at(end), entry);
+    return bxd::WriteAll(boxFid, block.pos + end, block.at(end), entry.size());
 }
 
-const char* BaseNamePtr(const char* s)
+u32 DeleteIndexName(u8 boxFid, const char* name)
 {
-    if (const char* back = std::strrchr(s, '\\')) { return back + 1; }
-    if (const char* slash = std::strrchr(s, '/')) { return slash + 1; }
-    const char* colon = std::strchr(s, ':');
-    return colon != nullptr ? colon + 1 : s;
+    TableBlock block;
+    u32 status = LoadTable(boxFid, &block);
+    if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
+    const u32 end = EndOfEntries(block);
+    if (end == 0) { return BXD_ERR_FAIL; }
+    const u32 at = FindEntry(block, end, name);
+    if (at == end) { return BXD_OK; }
+
+    const u32 next = at + kLengthWord + GET_2BYTES(block.at(at));
+    const u32 stretch = end - next + kLengthWord;
+    PUT_2BYTES(block.at(end), 0);
+    std::memmove(block.at(at), block.at(next), stretch);
+    status = bxd::WriteAll(boxFid, block.pos + at, block.at(at), stretch);
+    if (status != BXD_OK || block.dead || block.size() - at - stretch <= kShrinkAbove) { return status; }
+    return GiveBytesBack(boxFid, block);
 }
 
-u32 GetFullPathIndexName(char* out, const char* stored, const char* boxName, u8 nameType)
+u32 AddIndexType(u8 indexFid, const char* indexName, u8 indexFlags, u8 indexFileId, u8 indexFlags2)
 {
-    out[0] = '\0';
-    if (nameType == kSameDirectory) {
-        size_t prefix = static_cast<size_t>(BaseNamePtr(boxName) - boxName);
-        return JoinName(out, boxName, prefix, BaseNamePtr(stored));
+    char boxName[BXD_PATH_SIZE];
+    u32 status = bxd::ReadIndexBoxName(indexFid, boxName);
+    if (status == BXD_ERR_NOTFOUND || status == BXD_ERR_OTHER) { return BXD_OK; }
+    if (status != BXD_OK) { return status; }
+    return bxd::RegisterIndex(boxName, {indexName, indexFileId, indexFlags, indexFlags2},
+                              bxd::BadBox::kRefuse);
+}
+
+i32 SearchIndexToBox(u8 indexFid, const char* indexName, BoxHandle boxHandle, u32* sameAsHandle)
+{
+    *sameAsHandle = 0;
+    char stored[BXD_PATH_SIZE];
+    u32 status = bxd::ReadIndexBoxName(indexFid, stored);
+    if (status == BXD_ERR_NOTFOUND || status == BXD_ERR_OTHER || (status == BXD_OK && stored[0] == '\0') ||
+        (boxHandle != nullptr && *boxHandle == nullptr)) {
+        return BXD_HOST_NOTFOUND;
     }
-    if (nameType == kSameDrive) {
-        const char* colon = std::strchr(boxName, ':');
-        size_t prefix = colon != nullptr ? static_cast<size_t>(colon - boxName) + 1 : 0;
-        const char* path = PathNamePtr(stored);
-        return JoinName(out, boxName, prefix, path != nullptr ? path : BaseNamePtr(stored));
+    char boxName[BXD_PATH_SIZE];
+    if (status != BXD_OK ||
+        GetFullPathBoxName(boxName, indexName, stored, GetNameType(stored, indexName)) != BXD_OK) {
+        return BXD_HOST_BOXGONE;
     }
-    return nameType == kOtherDrive ? JoinName(out, "", 0, stored) : static_cast<u32>(BXD_OK);
+    char open[BXD_PATH_SIZE] = {};
+    if (boxHandle != nullptr && BxdFileName((*boxHandle)->fid, open) == BXD_OK &&
+        std::strcmp(open, boxName) == 0) {
+        *sameAsHandle = 1;
+        return (*boxHandle)->fid;
+    }
+    u8 fid = kNoFile;
+    return CheckFileBox(boxName, &fid, 0) == BXD_OK ? fid : BXD_HOST_BOXGONE;
 }
 }
+
+namespace bxd {
+
+u32 RegisterIndex(const char* boxName, const IndexRegistration& index, BadBox bad)
+{
+    if (boxName[0] == '\0') { return BXD_ERR_FAIL; }
+    const u8 nameType = GetNameType(boxName, index.name);
+    char full[BXD_PATH_SIZE];
+    u32 status = GetFullPathBoxName(full, index.name, boxName, nameType);
+    if (status != BXD_OK) { return status; }
+
+    const BxdErrorFile* entry = bad == BadBox::kRefuse ? nullptr : IsErrorFile(full);
+    bool mayOpen = entry != nullptr && entry->status == BXD_ERRFILE_OPENABLE;
+    u8 fid = kNoFile;
+    status = CheckFileBox(full, &fid, 0);
+    bool acquitted = mayOpen && (status != BXD_OK || bad == BadBox::kOpenAndAcquit);
+    if (status != BXD_OK) {
+        if (!mayOpen) { return status; }
+        i32 opened = _BxdFileOpen(full, BXD_MODE_CREATED);
+        if (opened < 0) { return BXD_ERR_NOFILE; }
+        fid = static_cast<u8>(opened);
+    }
+    OpenFile box(fid);
+    if ((BxdFileOpenMode(fid) & BXD_MODE_WRITE_BIT) != 0) {
+        status = DeleteIndexName(fid, index.name);
+        if (status == BXD_OK) {
+            status = AddIndexName(fid, index.name, index.type, index.fileId, index.updateMode, nameType);
+        }
+    } else {
+        status = BXD_OK;
+    }
+    (void)box.close();
+    if (status == BXD_OK && acquitted) { (void)DeleteErrorFile(full); }
+    return status;
+}
+
+}  // namespace bxd

@@ -186,6 +186,17 @@ char* JoinPath(char* dst, const char* first, const char* second, const char* thi
     return dst;
 }
 
+bool SameHostFile(const char* a, const char* b)
+{
+    char first[BXD_PATH_SIZE];
+    char second[BXD_PATH_SIZE];
+    struct stat one = {};
+    struct stat other = {};
+    if (stat(ConvPath(first, a), &one) != 0) { return false; }
+    if (strcmp(first, ConvPath(second, b)) == 0) { return true; }
+    return stat(second, &other) == 0 && one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 }  // namespace bxd
 
 extern "C" {

@@ -61,4 +61,7 @@ namespace bxd {
 // null or the whole has more than 255 characters.
 char* JoinPath(char* dst, const char* first, const char* second, const char* third);
 
+// Whether two names lead to one file that is there.
+[[nodiscard]] bool SameHostFile(const char* a, const char* b);
+
 }  // namespace bxd

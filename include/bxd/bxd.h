@@ -6,6 +6,7 @@
  *   types.h   integers, handles, keys, items
  *   box.h     boxes: their life, their items, their figures
  *   card.h    cards: reading, writing, copying
+ *   index.h   indexes: their life, their records, their entries
  *   files.h   names, files, the room on the storage, messages
  *   language.h  the language, and the order of texts
  */
@@ -15,6 +16,7 @@
 #include "box.h"
 #include "card.h"
 #include "files.h"
+#include "index.h"
 #include "language.h"
 #include "status.h"
 #include "types.h"

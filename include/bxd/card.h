@@ -77,7 +77,7 @@ BXD_API u32 _CardCreate(BoxHandle box, u16* cardId);
  *   66  the box has no such item, or there is no such system card
  *   68  the storage is too full; the card is as it was
  *   71  no such card, data null or size other than 1 for "ATTR", a failing read or write, or damage; also
- *       for a stored card of a box with indexes, which this version does not follow: the value is written
+ *       where an index of the box cannot be opened or written: the value of the stored card is written
  *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardWrite(BoxHandle box, const CardDescriptor* key, const u8* data, i32 size);
@@ -110,8 +110,9 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  *   66  the source is not there
  *   68  the storage is too full; no card has changed (for a new card, its id's table may have been made)
  *   71  no such source, a target above 65519, all ten system cards taken, memory short, a failing read
- *       or write, or damage; also for a stored target in a box with indexes, which this version does not
- *       follow: the card is stored
+ *       or write, or damage; also for a stored target where an index of the box cannot be opened, or needs
+ *       the card to be put in, taken out or moved in its order, which this version does not do: the card is
+ *       stored
  *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId);

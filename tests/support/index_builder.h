@@ -273,7 +273,7 @@ private:
 // --- index tables of boxes -------------------------------------------------------------------------------
 
 // An index table taken apart: its entries up to the length word that ends them, which stands at `end`.
-struct IndexTable {
+struct NameTable {
     std::string fault;
     std::uint32_t pos = 0;   // of the block in the box
     std::uint32_t body = 0;  // its body length
@@ -288,9 +288,9 @@ struct IndexTable {
     }
 };
 
-inline IndexTable TakeIndexTableApart(const Bytes& box)
+inline NameTable TakeIndexTableApart(const Bytes& box)
 {
-    IndexTable out;
+    NameTable out;
     out.pos = GetField(box, hd::indexTable);
     const std::uint32_t size = GetField(box, hd::indexTableSize);
     if (out.pos == kNone) {

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Changing the card table one entry at a time, and taking many entries out in one pass.
+//
+//   append              count + 1, then  [ cardId attr 0 | FF FF ]  over the old end mark, then the cut
+//   append, no table    [ 1 | cardId attr 0 | FF FF ]  at the end of the file, then tablePos
+//   removal             the tail moves down by an entry, the file is cut, then count - 1
+//   pass                kept entries close up from the front; the end mark, the cut and the count come last
+//
+// A run of entries with equal values shows its first one only; the others have the doubly bit. When an entry
+// goes, the one that moves into its place becomes visible, so that no run is left without a visible card.
+#pragma once
+
+#include "index/bxd_indx_lookup.h"
+
+extern "C" {
+
+// Appends an entry with the low byte of `attr` and without flags; the first makes the table. 71 for a table
+// of 65535 entries, and for one that says it has more than the file holds. A count that is one ahead, as a
+// lost power leaves it, is put right.
+u32 AddLastIndex(u8 fid, u16 cardId, u32 attr);
+
+// Clears the flags of the entry at that place if it is hidden. Does nothing at the end mark.
+u32 DeleteDoublyBit(u8 fid, u32 entryPos);
+
+// Takes out all hidden entries, in pieces where memory is short; 71 without memory for a single entry.
+u32 DeleteDoublyCardData(u8 fid);
+
+// Takes out the visible entries that the filter selects, in the same way; bit 0x40 is as the entries have it.
+// The entry behind one that goes becomes visible where both lie in one piece, and is then looked at like any
+// other.
+u32 DeleteAttrIndex(u8 indexFid, u8 mask, u8 value, u8 negate);
+
+// 1 where `cardId` is among the `n` ids and fewer than n have been removed.
+u32 CheckDeleteCardID(u32 n, u16 removed, const u16* cardIds, u16 cardId);
+}
