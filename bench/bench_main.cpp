@@ -6,6 +6,7 @@
 //   equal    an item gets another value of the same length
 //   longer   an item gets a value longer by a byte
 //   reopen   the store is closed and opened, and a card is read
+//   collect  when every other card has grown, the dead space is collected; the peer's word is VACUUM
 //
 // The stores are filled once. What changes a store works on a copy.
 #include <benchmark/benchmark.h>
@@ -137,6 +138,14 @@ void Reopen(benchmark::State& state, const Kind& kind, uint32_t cards)
     for (auto _ : state) { store->reopen(); }
 }
 
+// One collection for each store: the second would find nothing dead.
+void Collect(benchmark::State& state, const Kind& kind, uint32_t cards)
+{
+    std::unique_ptr<Store> store = OpenCopy(kind, cards);
+    for (uint32_t id = 1; id <= cards; id += 2) { store->change(id, MakeEntry(id).meaning + 'x'); }
+    for (auto _ : state) { store->collect(); }
+}
+
 using Work = void (*)(benchmark::State&, const Kind&, uint32_t);
 
 double Best(const std::vector<double>& times) { return *std::min_element(times.begin(), times.end()); }
@@ -165,6 +174,7 @@ void RegisterAll()
     Register("longer", Longer, 23000, kChanges);
     Register("reopen", Reopen, 1000, 500);
     Register("reopen", Reopen, 60000, 500);
+    Register("collect", Collect, 23000, 1);
 }
 
 // The directory of the stores, and the home that the library looks for.

@@ -56,6 +56,14 @@ public:
         (void)read(1);
     }
 
+    void collect() override
+    {
+        if (_BoxClose(box_) != 0 || _BoxGarbageCollect(path_.c_str()) != 0) {
+            Fail("the box is not collected");
+        }
+        open();
+    }
+
 private:
     static CardDescriptor keyOf(uint32_t id, const char* tag)
     {

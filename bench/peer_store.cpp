@@ -49,6 +49,8 @@ public:
         (void)read(1);
     }
 
+    void collect() override { run("VACUUM"); }
+
 private:
     static void bind(sqlite3_stmt* statement, int n, const std::string& text)
     {

@@ -28,6 +28,8 @@ public:
     virtual void change(uint32_t id, const std::string& meaning) = 0;
     // Closes the store, opens it and reads one card.
     virtual void reopen() = 0;
+    // Gives the space of what was replaced back to the host.
+    virtual void collect() = 0;
 };
 
 // Each opens the file at `path`, making it where it is not there, and ends the program where it cannot.

@@ -112,4 +112,20 @@ bool SameTag(const u8* a, const u8* b);
 // The head of the live or dead card at `pos`, which must lie in the file whole: otherwise 71.
 [[nodiscard]] u32 ReadCardHead(u8 fid, u32 pos, CardHead* out);
 
+// Calls visit(pos, head) for each card of the chain that begins at `start`, until one gives another status
+// than 0.
+template <typename Visit>
+[[nodiscard]] u32 ForEachCard(u8 fid, u32 start, Visit visit)
+{
+    for (u32 pos = start; pos < BxdFileSize(fid);) {
+        CardHead head = {};
+        u32 status = ReadCardHead(fid, pos, &head);
+        if (head.cardId == END_MARK_ID) { return BXD_OK; }
+        if (status == BXD_OK) { status = visit(pos, head); }
+        if (status != BXD_OK) { return status; }
+        pos += head.total();
+    }
+    return BXD_OK;
+}
+
 }  // namespace bxd

@@ -52,22 +52,6 @@ u32 FillLargeGap(BxdFlashBuffer* buffer, u32 gap)
     return status;
 }
 
-// Calls visit(pos, head) for each card of the chain, until one gives another status than 0.
-template <typename Visit>
-u32 ForEachCard(u8 fid, u32 start, Visit visit)
-{
-    u32 fileSize = BxdFileSize(fid);
-    for (u32 pos = start; pos < fileSize;) {
-        CardHead head = {};
-        u32 status = bxd::ReadCardHead(fid, pos, &head);
-        if (head.cardId == END_MARK_ID) { return BXD_OK; }
-        if (status == BXD_OK) { status = visit(pos, head); }
-        if (status != BXD_OK) { return status; }
-        pos += head.total();
-    }
-    return BXD_OK;
-}
-
 // All tables of a box as its chain of cards makes them.
 class Tables {
 public:
@@ -86,11 +70,11 @@ public:
     {
         u32 status = bxd::ReadWord(fid_, tablePos_ + kChainWord * 4, &firstTable_);
         if (status != BXD_OK) { return status; }
-        status =
-            ForEachCard(fid_, GET_4BYTES(header_ + kHdCardOffset), [this](u32 pos, const CardHead& card) {
-                return card.cardId > CARD_ID_NORMAL_MAX ? meetOther(pos, card.cardId)
-                                                        : meet(pos, card.cardId);
-            });
+        status = bxd::ForEachCard(fid_, GET_4BYTES(header_ + kHdCardOffset),
+                                  [this](u32 pos, const CardHead& card) {
+                                      return card.cardId > CARD_ID_NORMAL_MAX ? meetOther(pos, card.cardId)
+                                                                              : meet(pos, card.cardId);
+                                  });
         if (status == BXD_OK) { status = write(); }
         if (status != BXD_OK) { return status; }
         return systemCards_ > kSystemSlots ? BXD_ERR_FAIL : BXD_OK;
@@ -233,7 +217,7 @@ u32 SetOffsetTableChain(u8 fid)
     if (!bxd::FrontFits(header, BxdFileSize(fid))) { return BXD_ERR_FAIL; }
     u32 cardOffset = GET_4BYTES(header + kHdCardOffset);
     u32 linkPos = GET_4BYTES(header + kHdOffsetTable) + kChainWord * 4;
-    status = ForEachCard(fid, cardOffset, [fid, &linkPos](u32 pos, const CardHead& card) {
+    status = bxd::ForEachCard(fid, cardOffset, [fid, &linkPos](u32 pos, const CardHead& card) {
         if (card.cardId != OFFSET_TABLE_ID) { return static_cast<u32>(BXD_OK); }
         if (card.total() != kAppendTotal) { return static_cast<u32>(BXD_ERR_FAIL); }
         u32 linked = bxd::WriteWord(fid, linkPos, pos);

@@ -6,6 +6,7 @@
 
 #include "box/bxd_card_slots.h"
 #include "box/bxd_card_tables.h"
+#include "box/bxd_chain_mend.h"
 #include "box/bxd_garb.h"
 #include "box/bxd_garb_abort.h"
 #include "box/bxd_garb_image.h"
@@ -294,45 +295,19 @@ u32 Collection::fillGap(u32 gap)
 // The second way. *reclaimed receives what was dead and what the measure has cut off.
 u32 CollectInFile(u8 fid, u32* reclaimed, const u8* header)
 {
-    if (!bxd::FrontFits(header, BxdFileSize(fid))) { return BXD_ERR_FAIL; }
     u32 tail = 0;
     u16 maxId = 0;
     bxd::CardList cards;
     u32 cardOffset = GET_4BYTES(header + kHdCardOffset);
-    u32 status = FastGetGarbageSize(fid, reclaimed, &tail, cardOffset, &maxId, cards.out());
+    u32 status = bxd::SettleDoubles(fid, cardOffset);
+    if (status == BXD_OK) {
+        status = FastGetGarbageSize(fid, reclaimed, &tail, cardOffset, &maxId, cards.out());
+    }
     if (status != BXD_OK) { return status; }
     bool nothingLeft = *reclaimed == 0;
     *reclaimed += tail;
     if (nothingLeft) { return BXD_OK; }
     return Collection(fid, header, &cards, maxId).run();
-}
-
-// An offset card grows by a new one, and dies before the new one stands and is named. A power lost between
-// leaves it dead, with its words, and no other: it is taken back, or the collection would take it away.
-u32 TakeBackOffsetCard(u8 fid, const u8* header)
-{
-    u32 pos = GET_4BYTES(header + kHdOffsetCard);
-    u32 size = GET_4BYTES(header + kHdOffsetCardSize);
-    u16 cardId = 0;
-    if (!bxd::IsPosition(pos) || !bxd::FileHolds(fid, uint64_t{pos} + kCardHead)) { return BXD_OK; }
-    u32 status = bxd::ReadHalf(fid, pos, &cardId);
-    if (status != BXD_OK || cardId != CARD_ID_DEAD) { return status; }
-
-    bool stands = false;
-    bool another = false;
-    u32 fileSize = BxdFileSize(fid);
-    for (u32 at = GET_4BYTES(header + kHdCardOffset); at < fileSize;) {
-        CardHead head = {};
-        status = bxd::ReadCardHead(fid, at, &head);
-        if (head.cardId == END_MARK_ID) { break; }
-        if (status != BXD_OK) { return status; }
-        stands = stands || (at == pos && head.total() == size);
-        another = another || head.cardId == OFFSET_CARD_ID;
-        at += head.total();
-    }
-    if (!stands || another) { return BXD_OK; }
-    status = AddBoxGarbageSize(fid, -static_cast<i32>(size));
-    return status == BXD_OK ? bxd::WriteHalf(fid, pos, OFFSET_CARD_ID) : status;
 }
 
 }  // namespace
@@ -348,8 +323,9 @@ u32 BoxGarbageCollectSub(const char* name, u32* reclaimed)
     if (status != BXD_OK) { return status; }
     bxd::OpenFile file(fid);
     if (GET_4BYTES(header + kHdCardOffset) == kUnset) { return BXD_OK; }
+    if (!bxd::FrontFits(header, BxdFileSize(fid))) { return BXD_ERR_FAIL; }
 
-    status = TakeBackOffsetCard(fid, header);
+    status = bxd::TakeBackOffsetCard(fid, header);
     if (status != BXD_OK) { return status; }
     bool written = false;
     status = bxd::CollectInMemory(fid, reclaimed, header, &written);

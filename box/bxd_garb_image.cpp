@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "box/bxd_card_slots.h"
+#include "box/bxd_chain_mend.h"
 #include "storage/bxd_data.h"
 #include "storage/bxd_file_space.h"
 
@@ -23,6 +24,9 @@ public:
     explicit operator bool() const { return static_cast<bool>(bytes_); }
     u32 deadBytes() const { return deadBytes_; }
     bool changed() const { return end_ + kEndMarkSize != oldEnd_; }
+    // The chain may not be all of the box (bxd_chain_mend.h).
+    bool isSuspect() const { return doubles_ || oldEnd_ != size_; }
+    u32 chainEnd() const { return oldEnd_ - kEndMarkSize; }
 
     [[nodiscard]] u32 read();
     [[nodiscard]] u32 closeUp();
@@ -58,6 +62,8 @@ private:
     u32 oldEnd_ = 0;  // behind the end mark as it was
     u32 linkPos_ = 0;
     u32 deadBytes_ = 0;
+    bxd::IdSet ids_;
+    bool doubles_ = false;
     u32 systemCards_ = 0;
     u32 tables_ = 0;
     u32 tableAt_[kTablesMax] = {};
@@ -100,7 +106,10 @@ u32 Image::take(u16 cardId, const Moved& card)
     case OFFSET_CARD_ID: takeNamed(&offsetCard_, &offsetCardAt_, kHdOffsetCard, card); break;
     case EXT_INFO_ID: PUT_4BYTES(slot(0), end_); break;
     default:
-        if (cardId <= CARD_ID_NORMAL_MAX) { break; }
+        if (cardId <= CARD_ID_NORMAL_MAX) {
+            doubles_ = !ids_.insert(cardId) || doubles_;
+            break;
+        }
         if (systemCards_ == kSystemSlots) { return BXD_OK; }  // there is no slot for it
         PUT_4BYTES(slot(++systemCards_), end_);
     }
@@ -178,6 +187,33 @@ u32 Image::write(bool* written)
     return status == BXD_OK ? BxdFileCut(fid_, newSize) : status;
 }
 
+u32 Mend(u8 fid, const u8* header, u32 chainEnd)
+{
+    bool joined = false;
+    u32 status = bxd::RejoinChain(fid, chainEnd, &joined);
+    return status == BXD_OK ? bxd::SettleDoubles(fid, GET_4BYTES(header + kHdCardOffset)) : status;
+}
+
+// With `suspect`, a chain that may not be all of the box is mended and not collected, and *suspect stays true.
+u32 Collect(u8 fid, u32* reclaimed, const u8* header, bool* written, bool* suspect)
+{
+    *written = false;
+    if (!bxd::FrontFits(header, BxdFileSize(fid))) { return BXD_ERR_FAIL; }
+    Image image(fid, header);
+    if (!image) { return BXD_ERR_FAIL; }
+    u32 status = image.read();
+    if (status == BXD_OK) { status = image.closeUp(); }
+    if (status != BXD_OK) { return status; }
+    if (suspect != nullptr) {
+        *suspect = image.isSuspect();
+        if (*suspect) { return Mend(fid, header, image.chainEnd()); }
+    }
+    *reclaimed = image.deadBytes();
+    if (!image.changed()) { return BXD_OK; }
+    status = image.fillTables();
+    return status == BXD_OK ? image.write(written) : status;
+}
+
 }  // namespace
 
 namespace bxd {
@@ -196,17 +232,10 @@ bool FrontFits(const u8* header, u32 fileSize)
 
 u32 CollectInMemory(u8 fid, u32* reclaimed, const u8* header, bool* written)
 {
-    *written = false;
-    if (!FrontFits(header, BxdFileSize(fid))) { return BXD_ERR_FAIL; }
-    Image image(fid, header);
-    if (!image) { return BXD_ERR_FAIL; }
-    u32 status = image.read();
-    if (status == BXD_OK) { status = image.closeUp(); }
-    if (status != BXD_OK) { return status; }
-    *reclaimed = image.deadBytes();
-    if (!image.changed()) { return BXD_OK; }
-    status = image.fillTables();
-    return status == BXD_OK ? image.write(written) : status;
+    bool suspect = true;
+    u32 status = Collect(fid, reclaimed, header, written, &suspect);
+    // It is mended once; what is still suspect then has nothing that tells better.
+    return status == BXD_OK && suspect ? Collect(fid, reclaimed, header, written, nullptr) : status;
 }
 
 }  // namespace bxd

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "box/bxd_card_format.h"
+#include "box/bxd_chain_mend.h"
 #include "box/bxd_garb.h"
 #include "storage/bxd_data.h"
 
@@ -243,6 +244,12 @@ u32 FastGetGarbageSize(u8 fid, u32* garbage, u32* tail, u32 start, u16* maxId, C
     u32 end = 0;
     u32 status = WalkChain(&heads, start, fileSize, &sums, &list, &end);
     if (status != BXD_OK) { return status; }
+    if (uint64_t{end} + kEndMarkSize < fileSize) {
+        bool joined = false;
+        status = bxd::RejoinChain(fid, end, &joined);
+        if (status != BXD_OK) { return status; }
+        if (joined) { return FastGetGarbageSize(fid, garbage, tail, start, maxId, table); }
+    }
     bool settled = sums.cutTail(fid, end);
     sums.store(garbage, tail, maxId);
     if (table != nullptr && settled) { *table = list.release(); }

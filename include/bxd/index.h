@@ -23,6 +23,9 @@
  * its box counts as one of the same directory, and so does not find it: keep it elsewhere, or name the box
  * by the other drive.
  *
+ * The indexes of a box should differ in their base names: an entry of the box's table that is a base name is
+ * taken for every index of that name, and goes when one of them is deleted or registered.
+ *
  * Every function opens the files by their names for the length of the call and closes them on every path.
  * Those that register an index make the box's file grow or shrink. An open handle on that box keeps its own
  * figure of the file's size: close the box first, or open it afterwards.

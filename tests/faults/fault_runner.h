@@ -146,7 +146,6 @@ protected:
         scenario.prepare();
         ASSERT_FALSE(HasFatalFailure());
         prepared_ = takeFiles();
-        before_ = BoxBytes::Load(pathOf(scenario.box)).cards();
         ASSERT_NO_FATAL_FAILURE(undisturbed());
         cutEverywhere();
         failEverywhere();
@@ -185,7 +184,6 @@ protected:
         }
     }
 
-private:
     // --- one run ----------------------------------------------------------------------------------
 
     static uint32_t openDescriptors()
@@ -258,13 +256,21 @@ private:
         ASSERT_EQ(outcome_->status, 0u) << "undisturbed";
         ASSERT_EQ(outcome_->leftOpen, 0u) << "undisturbed";
         ASSERT_LT(calls_.changes, kFaultLogMax);
-        BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
-        after_ = box.cards();
         full_ = takeFiles();
+        learn();
         ASSERT_EQ(describe(judge()), "") << "undisturbed";
     }
 
     // --- judging ----------------------------------------------------------------------------------
+
+    // What there is before the act and after it; the files are those after it.
+    virtual void learn()
+    {
+        after_ = BoxBytes::Load(pathOf(scenario_->box)).cards();
+        putFiles(prepared_);
+        before_ = BoxBytes::Load(pathOf(scenario_->box)).cards();
+        putFiles(full_);
+    }
 
     static const CardValues* valuesOf(const CardMap& cards, uint32_t id)
     {
@@ -343,7 +349,7 @@ private:
         if (_BoxClose(handle) != 0) { findings.insert(kReadsOtherwise); }
     }
 
-    Findings judge()
+    virtual Findings judge()
     {
         BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
         Findings findings = compareCards(box);
@@ -407,7 +413,7 @@ private:
     }
 
     // The act has done its work: every card is as after an undisturbed act.
-    bool done() const
+    virtual bool done() const
     {
         BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
         bool there = box.flaws().count(kMissing) == 0;
@@ -466,18 +472,20 @@ private:
         first += times++ < 3 ? "\n  " + describe(fault) : "";
     }
 
-    static void expectWindows(const char* what, const Findings& listed, const Findings& seen)
+    virtual std::string nameOf(int finding) const { return FindingName(finding); }
+
+    void expectWindows(const char* what, const Findings& listed, const Findings& seen)
     {
         for (int finding : listed) {
             EXPECT_TRUE(seen.count(finding) != 0)
-                << "no fault opens the window: " << what << ", " << FindingName(finding);
+                << "no fault opens the window: " << what << ", " << nameOf(finding);
         }
     }
 
     std::string describe(const Findings& findings) const
     {
         std::string text;
-        for (int finding : findings) { text += (text.empty() ? "" : ", ") + FindingName(finding); }
+        for (int finding : findings) { text += (text.empty() ? "" : ", ") + nameOf(finding); }
         return text;
     }
 
@@ -508,9 +516,7 @@ private:
         const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
         printf("%s.%s: %u changes, %u faults;", test->test_suite_name(), test->name(), calls_.changes,
                faults_);
-        for (const auto& [finding, times] : tally_) {
-            printf(" %s %u;", FindingName(finding).c_str(), times);
-        }
+        for (const auto& [finding, times] : tally_) { printf(" %s %u;", nameOf(finding).c_str(), times); }
         printf("\n");
     }
 

@@ -177,6 +177,24 @@ TEST_F(ShimTest, AllocationsOfTheLibraryAreCountedAndRefused)
     DisposeHeapHandle(handle);
 }
 
+TEST_F(ShimTest, BlocksAboveALimitAreRefusedUntilTheShimRests)
+{
+    Shim().watch(home().c_str());
+    void** handle = NewHeapHandle(1);
+    bool counted = Counts().counts[kFaultAlloc] != 0;
+    DisposeHeapHandle(handle);
+    if (!counted) { GTEST_SKIP() << "a run-time library linked into the executable has the allocations"; }
+    Shim().memory(50 + sizeof(void*));
+    handle = NewHeapHandle(50);
+    EXPECT_NE(handle, nullptr);
+    DisposeHeapHandle(handle);
+    EXPECT_EQ(NewHeapHandle(51), nullptr);
+    Shim().rest();
+    handle = NewHeapHandle(51);
+    EXPECT_NE(handle, nullptr);
+    DisposeHeapHandle(handle);
+}
+
 TEST_F(ShimTest, SleepAndSystemOnlyLeaveARecord)
 {
     EXPECT_EQ(sleep(1000), 0u);

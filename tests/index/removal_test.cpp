@@ -46,7 +46,7 @@ TEST_F(IndexRemoval, ListedCardsGoAndTheOthersCloseUp)
     for (std::size_t size : TestSizes()) {
         if (size == 65535) { continue; }
         const IndexTable table = IndexTable::Of(SomeEntries(size));
-        for (std::size_t step : {1, 2, 3, 50}) {
+        for (std::size_t step : {1u, 2u, 3u, 50u}) {
             std::vector<u16> cards;
             for (std::size_t n = 0; n < size; n += step) {
                 cards.push_back(static_cast<u16>(table.entries[n].id));

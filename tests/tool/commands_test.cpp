@@ -24,7 +24,7 @@ protected:
 TEST_F(Tool, HelpTellsCommandsExamplesAndExitCodes)
 {
     const std::string help = RunOk({"--help"});
-    for (const char* word : {"create", "items", "import", "list", "show", "set", "info", "map",
+    for (const char* word : {"create", "items", "import", "list", "show", "set", "info", "map", "gc", "index",
                              "Examples:", "Exit codes: 0 done, 1 it failed"}) {
         EXPECT_NE(help.find(word), std::string::npos) << word;
     }
@@ -32,7 +32,8 @@ TEST_F(Tool, HelpTellsCommandsExamplesAndExitCodes)
 
 TEST_F(Tool, EveryCommandHasHelpWithExamples)
 {
-    for (const char* command : {"create", "items", "import", "list", "show", "set", "info", "map"}) {
+    for (const char* command :
+         {"create", "items", "import", "list", "show", "set", "info", "map", "gc", "index"}) {
         EXPECT_NE(RunOk({command, "--help"}).find("Examples:"), std::string::npos) << command;
     }
 }
@@ -332,15 +333,9 @@ TEST_F(ToolCards, InfoCountsWhatARewriteLeavesBehind)
 
 TEST_F(ToolCards, ABoxThatAnotherProcessHoldsIsNotWritten)
 {
-    const int file = open(Path("w.box").c_str(), O_RDWR | O_CLOEXEC);
-    ASSERT_GE(file, 0);
-    struct flock lock = {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    ASSERT_EQ(fcntl(file, F_SETLK, &lock), 0);
+    const HeldByAnother held(Path("w.box"));
     ExpectFailure(1, "bxd: w.box: another process holds it open\n", {"set", "w.box", "1", "MEAN", "x"});
     EXPECT_EQ(RunJson({"list", "w.box", "--json"}).size(), 3u);
-    close(file);
 }
 
 }  // namespace

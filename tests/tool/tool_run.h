@@ -48,6 +48,24 @@ inline std::string EucJp(std::string text)
     return result;
 }
 
+// Holds a box for writing as another process would that has it open.
+class HeldByAnother {
+public:
+    explicit HeldByAnother(const std::filesystem::path& path) : file_(open(path.c_str(), O_RDWR | O_CLOEXEC))
+    {
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        EXPECT_EQ(fcntl(file_, F_SETLK, &lock), 0);
+    }
+    ~HeldByAnother() { close(file_); }
+    HeldByAnother(const HeldByAnother&) = delete;
+    HeldByAnother& operator=(const HeldByAnother&) = delete;
+
+private:
+    int file_;
+};
+
 class ToolTest : public testing::Test {
 protected:
     void SetUp() override

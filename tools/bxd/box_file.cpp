@@ -113,20 +113,6 @@ std::optional<Item> ItemBySpelling(BoxHandle box, const std::string& capitals, c
     return std::nullopt;
 }
 
-std::vector<std::string> ReadIndexNames(const std::string& name)
-{
-    constexpr i32 kMostIndexes = 4096;
-    std::vector<std::string> names;
-    std::array<char, BXD_PATH_SIZE> buffer{};
-    for (i32 number = 1; number <= kMostIndexes; number++) {
-        u32 isMaster = 0;
-        const u32 status = _GetIndexName(name.c_str(), number, buffer.data(), buffer.size(), &isMaster);
-        if (!IsOk(status)) { break; }
-        names.emplace_back(buffer.data());
-    }
-    return names;
-}
-
 }  // namespace
 
 bool SameTag(std::string_view a, std::string_view b)
@@ -191,6 +177,20 @@ void AddFirstItems(const std::string& name, const std::vector<Item>& items)
     Require(_BoxItemAppend(name.c_str(), records.data(), static_cast<u16>(records.size()), &rewritten), name);
 }
 
+std::vector<ListedIndex> ReadIndexes(const std::string& name)
+{
+    constexpr i32 kMostIndexes = 4096;
+    std::vector<ListedIndex> indexes;
+    std::array<char, BXD_PATH_SIZE> buffer{};
+    for (i32 number = 1; number <= kMostIndexes; number++) {
+        u32 isMaster = 0;
+        const u32 status = _GetIndexName(name.c_str(), number, buffer.data(), buffer.size(), &isMaster);
+        if (!IsOk(status)) { break; }
+        indexes.push_back({buffer.data(), isMaster != 0});
+    }
+    return indexes;
+}
+
 BoxFigures ReadFigures(const std::string& name)
 {
     RequireFile(name);
@@ -202,7 +202,7 @@ BoxFigures ReadFigures(const std::string& name)
     PUT_4BYTES(bytes.data(), application);
     figures.application.assign(bytes.begin(), bytes.end());
     Require(_GetBoxGarbageSize(name.c_str(), &figures.garbageBytes), name);
-    figures.indexes = ReadIndexNames(name);
+    figures.indexes = ReadIndexes(name);
 
     figures.fileBytes = static_cast<u32>(FileBytes(name));
     return figures;

@@ -28,13 +28,19 @@ struct ItemValue {
     std::string bytes;
 };
 
+// An index that a box lists, by its full name.
+struct ListedIndex {
+    std::string name;
+    bool isMaster = false;
+};
+
 struct BoxFigures {
     std::string application;  // four bytes
     u16 cards = 0;
     u32 cardBytes = 0;
     u32 garbageBytes = 0;
     u32 fileBytes = 0;
-    std::vector<std::string> indexes;
+    std::vector<ListedIndex> indexes;
 };
 
 // Whether two tags name the same item: the case of the first letter does not count.
@@ -48,6 +54,7 @@ void DeleteBox(const std::string& name);
 // Gives a box without items its first ones.
 void AddFirstItems(const std::string& name, const std::vector<Item>& items);
 BoxFigures ReadFigures(const std::string& name);
+std::vector<ListedIndex> ReadIndexes(const std::string& name);
 
 class BoxFile {
 public:

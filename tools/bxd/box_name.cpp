@@ -30,6 +30,19 @@ std::string PathOf(const std::string& name)
     return Home() + "/Applications/bxd/" + name.substr(3);
 }
 
+std::string CanonicalPath(const std::string& name)
+{
+    const std::string path = PathOf(name);
+    const std::size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    char* real = realpath(directory.c_str(), nullptr);
+    if (real == nullptr) { return ""; }
+    std::string result = real;
+    std::free(real);
+    if (result.back() != '/') { result += '/'; }
+    return result + path.substr(slash == std::string::npos ? 0 : slash + 1);
+}
+
 // The library takes everything up to a colon for a drive, so that a path with one would lead elsewhere.
 void CheckName(const std::string& name)
 {

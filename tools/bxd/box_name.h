@@ -11,6 +11,9 @@ namespace tool {
 bool OnDrive(const std::string& name);
 // The host's path of a name.
 std::string PathOf(const std::string& name);
+// The host's path with its directory made absolute and free of links, for a file that need not exist; empty
+// where its directory does not.
+std::string CanonicalPath(const std::string& name);
 
 // Throws for a name that the library would take for another file, or for none.
 void CheckName(const std::string& name);

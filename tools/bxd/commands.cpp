@@ -255,6 +255,8 @@ void RunInfo(const InfoOptions& options)
     }
 
     if (options.json) {
+        Json indexes = Json::array();
+        for (const ListedIndex& index : figures.indexes) { indexes.push_back(index.name); }
         PrintJson({{"box", options.box},
                    {"application", figures.application},
                    {"cards", figures.cards},
@@ -263,7 +265,7 @@ void RunInfo(const InfoOptions& options)
                    {"fileBytes", figures.fileBytes},
                    {"cardBytes", figures.cardBytes},
                    {"garbageBytes", figures.garbageBytes},
-                   {"indexes", figures.indexes}});
+                   {"indexes", indexes}});
         return;
     }
     Print("box          " + Printable(options.box) + "\n");
@@ -275,7 +277,9 @@ void RunInfo(const InfoOptions& options)
     Print("card area    " + std::to_string(figures.cardBytes) + " bytes\n");
     Print("dead cards   " + std::to_string(figures.garbageBytes) + " bytes\n");
     Print("indexes      " + std::to_string(figures.indexes.size()) + "\n");
-    for (const std::string& index : figures.indexes) { Print("             " + Printable(index) + "\n"); }
+    for (const ListedIndex& index : figures.indexes) {
+        Print("             " + Printable(index.name) + "\n");
+    }
 }
 
 }  // namespace tool

@@ -5,15 +5,22 @@
 #include <exception>
 #include <new>
 
+#include "tools/bxd/collect.h"
 #include "tools/bxd/commands.h"
 #include "tools/bxd/failure.h"
 #include "tools/bxd/import.h"
+#include "tools/bxd/indexes.h"
 #include "tools/bxd/map.h"
 
 namespace {
 
+using tool::CollectOptions;
 using tool::CreateOptions;
 using tool::ImportOptions;
+using tool::IndexCreateOptions;
+using tool::IndexInfoOptions;
+using tool::IndexListOptions;
+using tool::IndexRemoveOptions;
 using tool::InfoOptions;
 using tool::ItemsOptions;
 using tool::ListOptions;
@@ -25,6 +32,8 @@ constexpr const char* kBoxHelp =
     "path of the box, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
 constexpr const char* kFileHelp =
     "path of a box or an index file, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
+constexpr const char* kIndexHelp =
+    "path of the index file, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
 constexpr const char* kJsonHelp = "print the answer as JSON";
 
 constexpr const char* kFooter = R"(
@@ -36,6 +45,8 @@ Examples:
   bxd set words.box 42 MEAN "a better meaning"
   bxd info words.box --json
   bxd map words.box -o words.svg
+  bxd gc words.box
+  bxd index create words.idx --box words.box
 
 "bxd COMMAND --help" tells more about a command.
 
@@ -191,6 +202,93 @@ Examples:
     command->callback([options] { RunMap(*options); });
 }
 
+void AddCollect(CLI::App* app, CollectOptions* options)
+{
+    CLI::App* command = app->add_subcommand("gc", "collect the dead space of boxes");
+    command->add_option("BOX", options->boxes, kBoxHelp)->required();
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer(R"(
+Changed and deleted cards leave dead cards in a box. A collection moves the others together and gives the room
+back. Where a box cannot be collected the reason is told, and the next one follows. Do not cut the power: a
+collection that is broken off may leave a damaged box.
+
+Examples:
+  bxd gc words.box
+  bxd gc F0:ADDRESS.BOX F0:WORDS.BOX --json)");
+    command->callback([options] { RunCollect(*options); });
+}
+
+struct IndexOptions {
+    IndexCreateOptions create;
+    IndexListOptions list;
+    IndexInfoOptions info;
+    IndexRemoveOptions remove;
+};
+
+void AddIndexCreate(CLI::App* index, IndexCreateOptions* options)
+{
+    CLI::App* command = index->add_subcommand("create", "make an index file and bind it to a box");
+    command->add_option("INDEX", options->index, kIndexHelp)->required();
+    command->add_option("--box", options->box, kBoxHelp)->required();
+    command->add_option("--type", options->type, "bits of the type, from 0 to 255")
+        ->check(CLI::Range(0, 255));
+    command->add_option("--mode", options->mode, "which cards come in: all, filter or hand")
+        ->check(CLI::IsMember({"all", "filter", "hand"}))
+        ->capture_default_str();
+    command->add_option("--kind", options->kind, "idx or tdx; told by the file's name otherwise")
+        ->check(CLI::IsMember({"idx", "tdx"}));
+    command->footer(R"(
+The index has no entries at first. From then on the library keeps it: every new card comes in (all), those
+that its search condition lets pass (filter), or only those that an application puts in (hand).
+
+  idx  a master view: a card that is deleted through it is deleted in the box
+  tdx  a list: a card that is deleted through it leaves the list, and stays in the box while others hold it
+
+Examples:
+  bxd index create words.idx --box words.box
+  bxd index create marked.tdx --box words.box --mode hand)");
+    command->callback([options] { RunIndexCreate(*options); });
+}
+
+void AddIndexList(CLI::App* index, IndexListOptions* options)
+{
+    CLI::App* command = index->add_subcommand("list", "list the indexes of a box");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer("\nExamples:\n  bxd index list words.box\n  bxd index list words.box --json");
+    command->callback([options] { RunIndexList(*options); });
+}
+
+void AddIndexInfo(CLI::App* index, IndexInfoOptions* options)
+{
+    CLI::App* command = index->add_subcommand("info", "show the header and the records of an index file");
+    command->add_option("INDEX", options->index, kIndexHelp)->required();
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer("\nExamples:\n  bxd index info words.idx\n  bxd index info words.idx --json");
+    command->callback([options] { RunIndexInfo(*options); });
+}
+
+void AddIndexRemove(CLI::App* index, IndexRemoveOptions* options)
+{
+    CLI::App* command = index->add_subcommand("rm", "delete an index file and take it out of its box's list");
+    command->add_option("INDEX", options->index, kIndexHelp)->required();
+    command->footer("\nThe cards stay in the box.\n\nExamples:\n  bxd index rm words.idx");
+    command->callback([options] { RunIndexRemove(*options); });
+}
+
+void AddIndex(CLI::App* app, IndexOptions* options)
+{
+    CLI::App* command = app->add_subcommand("index", "make, list, show and remove the indexes of a box");
+    command->require_subcommand(1);
+    command->footer(
+        "\nExamples:\n  bxd index create words.idx --box words.box\n  bxd index list words.box\n\n"
+        "\"bxd index COMMAND --help\" tells more about a command.");
+    AddIndexCreate(command, &options->create);
+    AddIndexList(command, &options->list);
+    AddIndexInfo(command, &options->info);
+    AddIndexRemove(command, &options->remove);
+}
+
 int Complain(const std::exception& error, int code)
 {
     (void)std::fflush(stdout);
@@ -208,8 +306,11 @@ int Run(int argc, char** argv)
     SetOptions set;
     InfoOptions info;
     MapOptions map;
+    CollectOptions collect;
+    IndexOptions index;
 
-    CLI::App app("Makes, fills, shows and changes boxes: files of cards kept by libbxd.", "bxd");
+    CLI::App app("Makes, fills, shows and changes boxes, files of cards kept by libbxd, and their indexes.",
+                 "bxd");
     app.set_version_flag("--version", "bxd " BXD_VERSION);
     app.require_subcommand(1);
     app.footer(kFooter);
@@ -221,6 +322,8 @@ int Run(int argc, char** argv)
     AddSet(&app, &set);
     AddInfo(&app, &info);
     AddMap(&app, &map);
+    AddCollect(&app, &collect);
+    AddIndex(&app, &index);
 
     try {
         _BxdnInit();

@@ -12,7 +12,7 @@ struct Text {
     const char* words;
 };
 
-constexpr std::array<Text, 12> kTexts = {{
+constexpr std::array<Text, 13> kTexts = {{
     {BXD_OK, "done"},
     {BXD_ERR_RANGE, "a value is too long or out of range"},
     {BXD_ERR_NOFILE, "it cannot be opened, or is not a box"},
@@ -20,6 +20,7 @@ constexpr std::array<Text, 12> kTexts = {{
     {BXD_ERR_NOTFOUND, "there is no such item or card"},
     {BXD_ERR_EXIST, "it exists already"},
     {BXD_ERR_NOSPACE, "the storage is full"},
+    {BXD_ERR_CONDITION, "a sort or search condition is malformed or empty"},
     {BXD_ERR_FAIL, "a read or write failed, or the file is damaged"},
     {BXD_ERR_DUPLICATE, "it is there already"},
     {BXD_ERR_ITEMNAME, "a tag has a character other than 0-9, A-Z, a-z"},

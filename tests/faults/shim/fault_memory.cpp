@@ -123,9 +123,12 @@ bool DropBlock(const void* p)
     return false;
 }
 
-bool Refused(bool library)
+uint32_t gLargestBlock = UINT32_MAX;
+
+bool Refused(bool library, size_t size)
 {
-    if (!library || fault::Meet(kFaultAlloc) == fault::Verdict::kPass) { return false; }
+    if (!library) { return false; }
+    if (fault::Meet(kFaultAlloc) == fault::Verdict::kPass && size <= gLargestBlock) { return false; }
     errno = ENOMEM;
     return true;
 }
@@ -135,6 +138,8 @@ bool Refused(bool library)
 namespace fault {
 
 uint32_t LibraryBlocks() { return gBlockCount; }
+
+void LimitBlocks(uint32_t largest) { gLargestBlock = largest; }
 
 void ForgetBlocks()
 {
@@ -149,7 +154,7 @@ extern "C" {
 void* malloc(size_t size) noexcept
 {
     bool library = FromLibrary(__builtin_return_address(0));
-    if (Refused(library)) { return nullptr; }
+    if (Refused(library, size)) { return nullptr; }
     void* p = Resolve() ? gMalloc(size) : TakeArena(size);
     if (library) { NoteBlock(p); }
     return p;
@@ -158,7 +163,7 @@ void* malloc(size_t size) noexcept
 void* calloc(size_t count, size_t size) noexcept
 {
     bool library = FromLibrary(__builtin_return_address(0));
-    if (Refused(library)) { return nullptr; }
+    if (Refused(library, count * size)) { return nullptr; }
     void* p = Resolve() ? gCalloc(count, size) : TakeArena(count * size);
     if (library) { NoteBlock(p); }
     return p;
@@ -167,7 +172,7 @@ void* calloc(size_t count, size_t size) noexcept
 void* realloc(void* old, size_t size) noexcept
 {
     bool library = FromLibrary(__builtin_return_address(0));
-    if (Refused(library)) { return nullptr; }
+    if (Refused(library, size)) { return nullptr; }
     if (!Resolve() || InArena(old)) { return GrowArena(old, size); }
     bool known = DropBlock(old);
     void* p = gRealloc(old, size);

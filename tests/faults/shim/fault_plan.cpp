@@ -86,6 +86,7 @@ void Rest()
 {
     gWatching = false;
     gPlan = Plan{};
+    fault::LimitBlocks(UINT32_MAX);
 }
 
 void SetStatistics(FaultStatistic source) { gStatistic = source; }
@@ -141,6 +142,7 @@ FaultStatistic StatisticSource() { return gStatistic; }
 extern "C" const FaultApi* fault_api()
 {
     static FaultApi api;
-    api = FaultApi{&fault::State(), kUnreadable, Watch, SetPlan, Rest, SetStatistics, fault::LibraryBlocks};
+    api = FaultApi{&fault::State(),      kUnreadable,       Watch, SetPlan, Rest, SetStatistics,
+                   fault::LibraryBlocks, fault::LimitBlocks};
     return &api;
 }

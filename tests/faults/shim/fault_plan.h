@@ -31,6 +31,7 @@ int ServeStatistic(uint32_t statistic);
 
 uint32_t LibraryBlocks();
 void ForgetBlocks();
+void LimitBlocks(uint32_t largest);
 
 // The next definition of a function behind this object.
 template <typename Function>

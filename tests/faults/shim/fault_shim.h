@@ -9,6 +9,7 @@
 //
 //   watch(root)             counts from 0 the calls on files below `root`, and the library's allocations
 //   plan(kind, k, ...)      the k-th call of that kind (from 1), or it and all later ones, meets the fault
+//   memory(largest)         the library gets no block of more bytes, whatever the plan is; rest() lifts that
 //   rest()                  nothing is counted or disturbed any more
 //
 // What is counted stands in FaultState, which children made by fork share with their parent: a child that
@@ -91,6 +92,7 @@ struct FaultApi {
     void (*statistics)(FaultStatistic source);
     // Blocks that the library has taken since the watch began and not given back.
     uint32_t (*blocks)();
+    void (*memory)(uint32_t largest);
 };
 
 extern "C" const FaultApi* fault_api();
