@@ -6,6 +6,8 @@
 //   equal    an item gets another value of the same length
 //   longer   an item gets a value longer by a byte
 //   reopen   the store is closed and opened, and a card is read
+//   sort     an index of all cards, in the order of their ids, is sorted by the readings; the peer's word is
+//            CREATE INDEX
 //   collect  when every other card has grown, the dead space is collected; the peer's word is VACUUM
 //
 // The stores are filled once. What changes a store works on a copy.
@@ -76,7 +78,7 @@ std::filesystem::path Filled(const Kind& kind, uint32_t cards)
 std::unique_ptr<Store> OpenCopy(const Kind& kind, uint32_t cards)
 {
     std::filesystem::path copy = gDirectory / (std::string("work") + kind.extension);
-    for (const char* tail : {"", "-wal", "-shm"}) { std::filesystem::remove(copy.string() + tail); }
+    for (const char* tail : {"", "-wal", "-shm", ".idx"}) { std::filesystem::remove(copy.string() + tail); }
     std::filesystem::copy_file(Filled(kind, cards), copy);
     std::unique_ptr<Store> store = kind.open(copy);
     for (uint32_t id = 1; id <= cards; id++) { (void)store->read(id); }  // warm
@@ -138,6 +140,17 @@ void Reopen(benchmark::State& state, const Kind& kind, uint32_t cards)
     for (auto _ : state) { store->reopen(); }
 }
 
+void Sort(benchmark::State& state, const Kind& kind, uint32_t cards)
+{
+    std::unique_ptr<Store> store = OpenCopy(kind, cards);
+    for (auto _ : state) {
+        state.PauseTiming();
+        store->prepareSort();
+        state.ResumeTiming();
+        store->sort();
+    }
+}
+
 // One collection for each store: the second would find nothing dead.
 void Collect(benchmark::State& state, const Kind& kind, uint32_t cards)
 {
@@ -174,6 +187,7 @@ void RegisterAll()
     Register("longer", Longer, 23000, kChanges);
     Register("reopen", Reopen, 1000, 500);
     Register("reopen", Reopen, 60000, 500);
+    Register("sort", Sort, 23000, 5);
     Register("collect", Collect, 23000, 1);
 }
 

@@ -51,6 +51,9 @@ public:
 
     void collect() override { run("VACUUM"); }
 
+    void prepareSort() override { run("DROP INDEX IF EXISTS readings"); }
+    void sort() override { run("CREATE INDEX readings ON cards(reading COLLATE BINARY)"); }
+
 private:
     static void bind(sqlite3_stmt* statement, int n, const std::string& text)
     {

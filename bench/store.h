@@ -30,6 +30,9 @@ public:
     virtual void reopen() = 0;
     // Gives the space of what was replaced back to the host.
     virtual void collect() = 0;
+    // An index of all entries, without order; then the order of the readings, byte by byte.
+    virtual void prepareSort() = 0;
+    virtual void sort() = 0;
 };
 
 // Each opens the file at `path`, making it where it is not there, and ends the program where it cannot.

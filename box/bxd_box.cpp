@@ -9,15 +9,13 @@
 #include "box/bxd_card_delete.h"
 #include "box/bxd_card_format.h"
 #include "box/bxd_card_slots.h"
+#include "index/bxd_indx_info.h"
 #include "index/bxd_indx_registry.h"
 #include "storage/bxd_file_errors.h"
 #include "storage/stdiohst.h"
 
 namespace {
 
-constexpr u8 kIndexFileIdMin = 27;  // the two kinds of index file
-constexpr u8 kIndexFileIdMax = 28;
-constexpr u32 kIndexFileInfo = 12;  // the application's byte in an index file
 constexpr u32 kItemTableMax = 1 + 255 * (kItemEntryHead + 0xFFFF);
 
 // --- opening -------------------------------------------------------------------------------------------
@@ -111,9 +109,9 @@ u32 OpenWithFileInfo(const char* name, u8 mode, bxd::OpenFile* file, u32* infoOf
     u8 kind[2] = {};
     u32 status = SeekFileIder(file->fid(), kind);
     if (status != BXD_OK) { return status; }
-    bool isIndex = kind[0] >= kIndexFileIdMin && kind[0] <= kIndexFileIdMax;
+    bool isIndex = kind[0] == kIndexFileIdMaster || kind[0] == kIndexFileIdList;
     if ((kind[0] != kBoxFileId && !isIndex) || !bxd::IsKnownVersion(kind[1])) { return BXD_ERR_NOFILE; }
-    *infoOffset = isIndex ? kIndexFileInfo : kHdFileInfo;
+    *infoOffset = isIndex ? kIxFileInfo : kHdFileInfo;
     return BXD_OK;
 }
 
@@ -206,9 +204,7 @@ u32 _BoxCloseEx(BoxHandle box, u32 force)
         dropped = CardDeleteSub(record, static_cast<u16>(record->tmpCardId), 0);
     }
     u32 closed = force != 0 ? BxdFileForceClose(record->fid) : BxdFileClose(record->fid);
-    bxd::UnregisterBoxHandle(box);
-    DisposeHeapHandle(record->tmpCardWork);
-    DisposeHeapHandle(box);
+    bxd::DisposeBoxHandle(box);
     return dropped != BXD_OK ? dropped : closed;
 }
 
@@ -311,7 +307,7 @@ u32 _GetMasterIndex(const char* name, char* out)
     u32 status = ReadIndexTableOf(name, &table);
     if (status != BXD_OK) { return status; }
     for (bxd::IndexTableWalk entry(table.data()); !entry.atEnd(); entry.next()) {
-        if (entry.fileId() != kMasterIndexId) { continue; }
+        if (entry.fileId() != kIndexFileIdMaster) { continue; }
         size_t length = std::strlen(entry.name());
         if (length >= BXD_PATH_SIZE) { return BXD_ERR_FAIL; }
         std::memcpy(out, entry.name(), length + 1);
@@ -331,7 +327,7 @@ u32 _GetIndexName(const char* name, i32 number, char* out, u32 outSize, u32* isM
         char full[BXD_PATH_SIZE];
         status = GetFullPathIndexName(full, entry.name(), name, entry.nameType());
         if (status != BXD_OK) { return status; }
-        *isMaster = entry.fileId() == kMasterIndexId ? 1 : 0;
+        *isMaster = entry.fileId() == kIndexFileIdMaster ? 1 : 0;
         size_t length = std::strlen(full);
         if (outSize <= length) { return BXD_ERR_NOSPACE; }
         std::memcpy(out, full, length + 1);

@@ -53,7 +53,6 @@ constexpr u32 kIndexEntryFileId = 3;      // u8, 27 for an index of the master k
 constexpr u32 kIndexEntryFlags = 4;       // u8, type of the index
 constexpr u32 kIndexEntryUpdateMode = 5;  // u8
 constexpr u32 kIndexEntryName = 12;       // the name with its terminator
-constexpr u8 kMasterIndexId = 27;
 
 constexpr u8 kGarbageBit = 0x01;  // in garbageFlags
 

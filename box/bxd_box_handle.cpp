@@ -13,6 +13,16 @@ bool IsRegistered(BoxHandle box)
     return false;
 }
 
+void Unregister(BoxHandle box)
+{
+    for (BoxHandle* link = &firstOpen; *link != nullptr; link = &(**link)->nextOpen) {
+        if (*link == box) {
+            *link = (*box)->nextOpen;
+            return;
+        }
+    }
+}
+
 bool IsAligned(const void* p) { return p != nullptr && reinterpret_cast<uintptr_t>(p) % 4 == 0; }
 
 }  // namespace
@@ -25,14 +35,11 @@ void RegisterBoxHandle(BoxHandle box)
     firstOpen = box;
 }
 
-void UnregisterBoxHandle(BoxHandle box)
+void DisposeBoxHandle(BoxHandle box)
 {
-    for (BoxHandle* link = &firstOpen; *link != nullptr; link = &(**link)->nextOpen) {
-        if (*link == box) {
-            *link = (*box)->nextOpen;
-            return;
-        }
-    }
+    Unregister(box);
+    DisposeHeapHandle((*box)->tmpCardWork);
+    DisposeHeapHandle(box);
 }
 
 }  // namespace bxd

@@ -38,7 +38,9 @@ u32 BoxHdCheck(BoxHandle box);
 namespace bxd {
 
 void RegisterBoxHandle(BoxHandle box);
-void UnregisterBoxHandle(BoxHandle box);
+
+// Takes a handle off the list and frees it with the image of its card under edit. The file is not touched.
+void DisposeBoxHandle(BoxHandle box);
 
 // The use of a box for the length of a call: tested once, locked while it lives.
 class BoxLease {

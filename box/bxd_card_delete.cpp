@@ -3,8 +3,10 @@
 
 #include "box/bxd_card_read.h"
 #include "box/bxd_card_slots.h"
+#include "box/bxd_card_strip.h"
 #include "box/bxd_card_write.h"
 #include "box/bxd_garb.h"
+#include "index/bxd_indx_delete.h"
 #include "storage/bxd_file_space.h"
 
 namespace {
@@ -40,17 +42,124 @@ u32 DeleteSystemCard(const BoxRecord* box, u16 cardId)
     return status == BXD_OK ? DeleteCardData(box->fid, pos) : status;
 }
 
+// --- the slot of a stored card -------------------------------------------------------------------------
+
+// The offset card leads to the owner only where its size reaches beyond its own position in the file, which
+// hardly any does: so a deletion sees the tables in the chain, and not what the offset card says of them.
+bool OffsetCardLeads(u32 offsetCard, u32 offsetCardSize, u32 group)
+{
+    uint64_t wanted = static_cast<uint64_t>(offsetCard) + kOffsetCardWordsAt + 4 * group + 4;
+    return bxd::IsPosition(offsetCard) && offsetCardSize >= wanted + kCardHead;
+}
+
+// The append table of an id above 500: along the chain from the default table.
+u32 WalkToOwner(u8 fid, u32 defaultTable, u32 id, u32* owner)
+{
+    u32 linkPos = defaultTable + kChainWord * 4;
+    for (u32 group = bxd::AppendGroup(id);; --group) {
+        u32 status = bxd::ReadWord(fid, linkPos, owner);
+        if (status != BXD_OK) { return status; }
+        if (!bxd::IsPosition(*owner)) { return BXD_ERR_NOTFOUND; }
+        u16 tableId = 0;
+        status = bxd::ReadHalf(fid, *owner, &tableId);
+        if (status != BXD_OK) { return status; }
+        if (tableId != OFFSET_TABLE_ID) { return BXD_ERR_NOTFOUND; }
+        if (group == 0) { return BXD_OK; }
+        linkPos = *owner + kAppendChainAt;
+    }
+}
+
+u32 FindOwner(u8 fid, u32 defaultTable, u32 id, u32* owner)
+{
+    *owner = defaultTable;
+    if (id <= kDefaultIds) { return BXD_OK; }
+    u32 place[2] = {};
+    u32 status = bxd::ReadWords(fid, kHdOffsetCard, place, 2);
+    if (status != BXD_OK) { return status; }
+    u32 group = bxd::AppendGroup(id);
+    if (!OffsetCardLeads(place[0], place[1], group)) { return WalkToOwner(fid, defaultTable, id, owner); }
+    status = bxd::ReadWord(fid, place[0] + kOffsetCardWordsAt + 4 * group, owner);
+    if (status != BXD_OK) { return status; }
+    return bxd::IsPosition(*owner) ? BXD_OK : BXD_ERR_NOTFOUND;
+}
+
+// --- a stored card ---------------------------------------------------------------------------------------
+
+struct StoredCard {
+    u32 slotPos;
+    u32 pos;
+    bool dead;  // a lost power has kept its slot from being cleared
+    CardItemPlace attrPlace;
+    u8 attr;
+};
+
+u32 FindStoredCard(const BoxRecord* box, u16 cardId, StoredCard* card)
+{
+    u32 defaultTable = 0;
+    u32 status = bxd::ReadWord(box->fid, kHdOffsetTable, &defaultTable);
+    if (status != BXD_OK) { return status; }
+    if (!bxd::IsPosition(defaultTable)) { return BXD_ERR_NOTFOUND; }
+    u32 owner = 0;
+    status = FindOwner(box->fid, defaultTable, cardId, &owner);
+    if (status != BXD_OK) { return status; }
+    card->slotPos = bxd::SlotPosition(owner, cardId);
+    status = bxd::ReadWord(box->fid, card->slotPos, &card->pos);
+    if (status != BXD_OK) { return status; }
+    if (!bxd::IsPosition(card->pos)) { return BXD_ERR_NOTFOUND; }
+    return bxd::CheckSlotCard(box->fid, card->pos, cardId, &card->dead);
+}
+
+u32 ReadAttrOf(const BoxRecord* box, StoredCard* card)
+{
+    ItemEntry attr = {};
+    u32 status = SearchItemNameID(search_data_attr, box->itemTable, &attr);
+    if (status != BXD_OK) { return status; }
+    return bxd::ReadStoredAttr(box->fid, card->pos, static_cast<u8>(attr.itemNumber), &card->attrPlace,
+                               &card->attr);
+}
+
+u32 EndPhysically(u8 fid, const StoredCard& card)
+{
+    u32 status = card.dead ? static_cast<u32>(BXD_OK) : DeleteCardData(fid, card.pos);
+    if (status == BXD_OK) { status = bxd::WriteWord(fid, card.slotPos, 0); }
+    // A tombstone was counted off when it was made.
+    bool counted = (card.attr & kAttrLiveBit) != 0;
+    return status == BXD_OK && counted ? DecCardCount(fid) : status;
+}
+
+// A tombstone that is deleted softly once more is counted off once more.
+u32 EndSoftly(u8 fid, const StoredCard& card)
+{
+    u32 status = bxd::MakeTombstone(fid, card.pos, card.attrPlace, card.attr);
+    return status == BXD_OK ? DecCardCount(fid) : status;
+}
+
+u32 DeleteStoredCard(const BoxRecord* box, u16 cardId, u32 physical)
+{
+    StoredCard card = {};
+    u32 status = FindStoredCard(box, cardId, &card);
+    if (status != BXD_OK) { return status; }
+    u32 running = 0;
+    if (physical == 0) { status = ChkCardAttrPimSync(box->fid, &running); }
+    if (status == BXD_OK) { status = ReadAttrOf(box, &card); }
+    if (status != BXD_OK) { return status; }
+
+    bool soft = running != 0 && !card.dead;
+    status = soft ? EndSoftly(box->fid, card) : EndPhysically(box->fid, card);
+    if (status == BXD_OK) { status = bxd::RemoveFromIndexes(box, cardId); }
+    return status == BXD_OK ? UpdateUnUsedCardID(box->fid, cardId) : status;
+}
+
 }  // namespace
 
 extern "C" {
 
 u32 CardDeleteSub(BoxRecord* box, u16 cardId, u32 physical)
 {
-    (void)physical;  // a system card has one death only
     if (cardId == 0) { return BXD_ERR_NOTFOUND; }
     u32 status = bxd::RequireSpace(1, kUsualNodes, kDeleteBytes);
     if (status != BXD_OK) { return status; }
-    if (cardId < TMP_SYSTEM_CARD_ID) { return BXD_ERR_FAIL; }
+    if (cardId < TMP_SYSTEM_CARD_ID) { return DeleteStoredCard(box, cardId, physical); }
 
     if (box->tmpCardState != kTmpCardNone) {
         if (box->tmpCardWork == nullptr) { return BXD_ERR_FAIL; }
@@ -63,5 +172,19 @@ u32 _CardDelete(BoxHandle box, u16 cardId)
 {
     bxd::BoxLease lease(box);
     return lease ? CardDeleteSub(lease.record(), cardId, 0) : lease.status();
+}
+
+u32 _CardDeletePMSC(BoxHandle box, u16 cardId)
+{
+    bxd::BoxLease lease(box);
+    return lease ? CardDeleteSub(lease.record(), cardId, 1) : lease.status();
+}
+
+u32 _CardDeletePMSCWithIndex(BoxHandle box, u16 cardId)
+{
+    bxd::BoxLease lease(box);
+    if (!lease) { return lease.status(); }
+    u32 status = CardDeleteSub(lease.record(), cardId, 1);
+    return status == BXD_OK ? CardDeleteFromIndex(lease.record(), cardId) : status;
 }
 }

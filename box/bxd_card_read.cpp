@@ -332,6 +332,21 @@ u32 read_card_ptr(u8 boxFid, u16 cardId, CardSlotCursor* state)
     return id == cardId ? BXD_OK : BXD_ERR_FAIL;
 }
 
+u32 SearchAttr(u8 boxFid, const u8* itemTable, u16 cardId, u8* attr)
+{
+    if (cardId == CARD_ID_DEAD || cardId > CARD_ID_NORMAL_MAX) { return BXD_ERR_NOTFOUND; }
+    ItemEntry item = {};
+    u32 status = SearchItemNameID(search_data_attr, itemTable, &item);
+    if (status != BXD_OK) { return status; }
+    CardSlotCursor card = {};
+    status = BoxSearchCheck(boxFid, cardId, &card);
+    if (status != BXD_OK) { return status; }
+    CardItemPlace place = {};
+    u8 number = static_cast<u8>(item.itemNumber);
+    u32 at = ReadItemData(boxFid, &place, number, card.cardPos, sizeof *attr, attr);
+    return at != 0 && place.dataLength == sizeof *attr ? BXD_OK : BXD_ERR_FAIL;
+}
+
 u32 ChkTmpSysCard(const BoxRecord* box)
 {
     u32 status = ChkGarbageBit(box->fid);

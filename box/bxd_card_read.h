@@ -49,6 +49,9 @@ u32 BoxSearchCheck(u8 boxFid, u32 cardId, CardSlotCursor* state);
 u32 BoxSearchCheckInit(u8 boxFid, u16 cardId, CardSlotCursor* state);
 u32 read_card_ptr(u8 boxFid, u16 cardId, CardSlotCursor* state);
 
+// The first byte of a stored card's attribute. 71 also where that is not one byte.
+u32 SearchAttr(u8 boxFid, const u8* itemTable, u16 cardId, u8* attr);
+
 // 255 after a collection; 71 where no card under edit stands at tmpCardOffset.
 u32 ChkTmpSysCard(const BoxRecord* box);
 

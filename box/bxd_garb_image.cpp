@@ -194,7 +194,8 @@ u32 Mend(u8 fid, const u8* header, u32 chainEnd)
     return status == BXD_OK ? bxd::SettleDoubles(fid, GET_4BYTES(header + kHdCardOffset)) : status;
 }
 
-// With `suspect`, a chain that may not be all of the box is mended and not collected, and *suspect stays true.
+// With `suspect`, a chain that may not be all of the box is mended and not collected, and *suspect stays
+// true.
 u32 Collect(u8 fid, u32* reclaimed, const u8* header, bool* written, bool* suspect)
 {
     *written = false;

@@ -36,6 +36,16 @@ u32 MakeTable(u8 fid, u16 cardId, u32 attr)
     return status == BXD_OK ? bxd::WriteWord(fid, kIxTablePos, pos) : status;
 }
 
+// A lost power may leave a table position that has not followed its table: an append there would write over
+// the records. A table never begins before the end of the information area.
+u32 RequireTableBehindRecords(u8 fid, u32 tablePos)
+{
+    u32 endPos = 0;
+    u32 status = SearchIndexInformation(fid, 0, nullptr, &endPos);
+    if (status == BXD_ERR_OTHER) { return BXD_OK; }
+    return status == BXD_ERR_NOTFOUND && endPos < tablePos ? static_cast<u32>(BXD_OK) : u32{BXD_ERR_FAIL};
+}
+
 // The file must hold all entries that `count` tells, as an append behind its end would leave a gap. A lost
 // power between the count and the entry leaves a count that is one ahead of a sound table.
 u32 CountHeldEntries(u8 fid, EntryTable* table)
@@ -216,7 +226,8 @@ u32 AddLastIndex(u8 fid, u16 cardId, u32 attr)
     u32 status = bxd::FindEntryTable(fid, &table);
     if (status != BXD_OK) { return status; }
     if (table.pos == kUnset) { return MakeTable(fid, cardId, attr); }
-    status = CountHeldEntries(fid, &table);
+    status = RequireTableBehindRecords(fid, table.pos);
+    if (status == BXD_OK) { status = CountHeldEntries(fid, &table); }
     if (status != BXD_OK) { return status; }
     if (table.count == kIxEntriesMax) { return BXD_ERR_FAIL; }
 

@@ -133,6 +133,8 @@ u32 SearchIndexInformation(u8 fid, u8 tag, u32* length, u32* dataPos)
         u32 count = sizeof head;
         u32 status = DataReadFromFile(fid, static_cast<i32>(pos), head, &count);
         if (status != BXD_OK) { return status; }
+        // Only the end of the file cuts a head short; a read that does must not hide the records behind it.
+        if (count < sizeof head && bxd::FileHolds(fid, uint64_t{pos} + sizeof head)) { return BXD_ERR_FAIL; }
         u32 dataLength = GET_2BYTES(head + kIxRecordLengthAt);
         if (head[0] == 0 || count < sizeof head) {
             Store(length, dataLength);

@@ -3,11 +3,13 @@
 
 #include <bxd/language.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "index/bxd_indx_entries.h"
 #include "index/bxd_indx_info.h"
 #include "index/bxd_indx_registry.h"
+#include "match/bxd_sort_cond.h"
 #include "storage/bxd_data.h"
 #include "storage/bxd_file_space.h"
 #include "storage/heapwrapper.h"
@@ -29,12 +31,13 @@ constexpr u32 kLanguageBuffer = 32;  // a name of a language has at most four le
 
 u32 StatusOf(i32 result) { return BxdSetErrorCode(result) & 0xFFFF; }
 
-// --- conditions --------------------------------------------------------------------------------------------
+// --- conditions ------------------------------------------------------------------------------------------
 
 // Compiles the condition and writes the record. An index that has no box yet is compiled later.
-u32 WriteCompiled(bxd::ConditionCompiler compiler, u8 fid, u16 tag, const u8* text)
+u32 WriteCompiled(bxd::ConditionCompiler compiler, u8 fid, u16 tag, const u8* text, u32 textLength)
 {
-    bxd::HeapBlock code(bxd::kConditionCodeMax);
+    // A sort condition gets shorter, and is compiled whole before it is found too long.
+    bxd::HeapBlock code(std::max(bxd::kConditionCodeMax, textLength));
     if (!code) { return BXD_ERR_FAIL; }
     u32 length = 0;
     u32 status = compiler(fid, text, code.data(), kBoxOfIndex, &length);
@@ -51,7 +54,7 @@ u32 CompileText(bxd::ConditionCompiler compiler, u8 fid, u16 tag, const u8* data
     if (!text) { return BXD_ERR_FAIL; }
     std::memcpy(text.data(), data, length);
     text.data()[length] = 0;
-    return WriteCompiled(compiler, fid, tag, text.data());
+    return WriteCompiled(compiler, fid, tag, text.data(), length);
 }
 
 // A search condition may refer to the sort condition, so it follows when that has changed.
@@ -67,10 +70,10 @@ u32 CompileStoredSearch(bxd::ConditionCompiler compiler, u8 fid)
     status = bxd::ReadExactly(fid, pos, text.data(), length);
     if (status != BXD_OK) { return status; }
     text.data()[length] = 0;
-    return WriteCompiled(compiler, fid, IDXINF_SEARCH_CODE, text.data());
+    return WriteCompiled(compiler, fid, IDXINF_SEARCH_CODE, text.data(), length);
 }
 
-// --- pieces of the exported functions ----------------------------------------------------------------------
+// --- pieces of the exported functions --------------------------------------------------------------------
 
 u32 WriteFirstRecords(u8 fid, u8 kindCode)
 {
@@ -84,12 +87,12 @@ u32 WriteFirstRecords(u8 fid, u8 kindCode)
                             : status;
 }
 
-// The record has been written; what follows from it.
-u32 FollowRecord(u8 fid, u8 fileId, const char* name, u16 tag, const u8* data, u16 length, bool checked)
+// No name of a box is longer: it would take the place of a good one.
+bool IsBoxNameTooLong(u16 tag, u16 length) { return tag == IDXINF_BOX_NAME && length >= BXD_PATH_SIZE; }
+
+// The record has been written: its box is told.
+u32 TellBox(u8 fid, u8 fileId, const char* name, u16 tag, const u8* data, u16 length)
 {
-    u32 status = SearchSortExpCheck(fid, tag, data, length);
-    if (status != BXD_OK && (checked || status != BXD_ERR_CONDITION)) { return status; }
-    if (tag == IDXINF_BOX_NAME && length >= BXD_PATH_SIZE) { return BXD_ERR_FAIL; }
     // What the box's table takes of the data is a name or one byte.
     u8 copy[BXD_PATH_SIZE];
     u32 count = length < BXD_PATH_SIZE ? length : BXD_PATH_SIZE - 1u;
@@ -106,8 +109,11 @@ u32 InfoWrite(const char* name, u16 tag, const u8* data, u16 length, bool checke
     i32 opened = IndexOpenCheck(name, &kind, kOpenToWrite);
     if (opened < 0) { return BXD_ERR_NOFILE; }
     bxd::OpenFile index(static_cast<u8>(opened));
+    if (IsBoxNameTooLong(tag, length)) { return BXD_ERR_FAIL; }
     status = IndexInfoWriteSub(index.fid(), tag, data, length);
-    return status == BXD_OK ? FollowRecord(index.fid(), kind, name, tag, data, length, checked) : status;
+    if (status == BXD_OK) { status = SearchSortExpCheck(index.fid(), tag, data, length); }
+    if (status != BXD_OK && (checked || status != BXD_ERR_CONDITION)) { return status; }
+    return TellBox(index.fid(), kind, name, tag, data, length);
 }
 
 // Registers an index by what its records say. One that names no box stays by itself.
@@ -126,8 +132,11 @@ u32 FillCopy(u8 source, u8 fid, u8 fileId, const char* name, u16 tag, const u8* 
 {
     u32 status = DataReadAndWriteFile(source, fid, BxdFileSize(source), 0);
     if (status == BXD_OK) { status = IndexInfoWriteSub(fid, tag, data, length); }
-    if (status == BXD_OK) { status = FollowRecord(fid, fileId, name, tag, data, length, false); }
-    return status == BXD_OK && tag != IDXINF_BOX_NAME ? RegisterCopy(fid, fileId, name) : status;
+    if (status == BXD_OK) { status = SearchSortExpCheck(fid, tag, data, length); }
+    if (status != BXD_OK && status != BXD_ERR_CONDITION) { return status; }
+    // The copy is registered once, by all that its records say.
+    return tag == IDXINF_BOX_NAME ? TellBox(fid, fileId, name, tag, data, length)
+                                  : RegisterCopy(fid, fileId, name);
 }
 
 // Opens the box that an index names.
@@ -152,7 +161,7 @@ namespace bxd {
 
 u32 CompileCondition(const ConditionCompilers& compilers, u8 indexFid, u16 tag, const u8* data, u16 length)
 {
-    // A shorter condition leaves the compiled form of the one before it, which goes on being the one in force.
+    // A shorter condition leaves the compiled form of the one before it, which stays the one in force.
     if (length < kConditionMin) { return BXD_OK; }
     if (tag == IDXINF_SEARCH_EXP && compilers.search != nullptr) {
         return CompileText(compilers.search, indexFid, IDXINF_SEARCH_CODE, data, length);
@@ -175,7 +184,9 @@ u32 IndexInfoWriteSub(u8 fid, u16 tag, const u8* data, u16 length)
     u8 oldMode = GetIndexInfo(fid, IDXINF_UPDATE_MODE);
     i16 growth = static_cast<i16>(length);
     u32 status = MakeIndexInfo(fid, tag, data, &growth);
-    if (status == BXD_OK) { status = bxd::ShiftTable(fid, growth); }
+    // The card table has moved by then, also where the record itself could not be written.
+    u32 shifted = bxd::ShiftTable(fid, growth);
+    if (status == BXD_OK) { status = shifted; }
     if (status != BXD_OK) { return status; }
     bool leavesFiltered = tag == IDXINF_UPDATE_MODE && oldMode == BXD_INDEX_FILTERED &&
                           (length == 0 || data[0] != BXD_INDEX_FILTERED);
@@ -184,7 +195,7 @@ u32 IndexInfoWriteSub(u8 fid, u16 tag, const u8* data, u16 length)
 
 u32 SearchSortExpCheck(u8 indexFid, u16 tag, const u8* data, u16 length)
 {
-    return bxd::CompileCondition({nullptr, nullptr}, indexFid, tag, data, length);
+    return bxd::CompileCondition({ConvertSortCondition, nullptr}, indexFid, tag, data, length);
 }
 
 u32 DoIndexInfoWrite(u8 indexFid, u8 indexFileId, const char* indexName, u16 tag, const u8* data)
@@ -249,7 +260,9 @@ u32 _IndexCopy(const char* srcName, const char* destName, u16 tag, const u8* dat
     bxd::OpenFile source(static_cast<u8>(opened));
     // To make the copy would empty the source.
     if (bxd::SameHostFile(srcName, destName)) { return BXD_ERR_EXIST; }
-    if (!bxd::IsRecord(tag, length) || (data == nullptr && length != 0)) { return BXD_ERR_FAIL; }
+    if (!bxd::IsRecord(tag, length) || IsBoxNameTooLong(tag, length) || (data == nullptr && length != 0)) {
+        return BXD_ERR_FAIL;
+    }
     i32 created = BxdFileCreate(destName, 0);
     if (created < 0) {
         if (created == kNotOpened) { (void)BxdFileDelete(destName); }  // made, and empty

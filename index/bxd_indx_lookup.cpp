@@ -55,6 +55,7 @@ u32 FindEntryTable(u8 fid, EntryTable* table)
     *table = {kUnset, 0};
     u32 status = ReadWord(fid, kIxTablePos, &table->pos);
     if (status != BXD_OK || table->pos == kUnset) { return status; }
+    if (table->pos < kIndexHeaderSize) { return BXD_ERR_FAIL; }
     return ReadHalf(fid, table->pos, &table->count);
 }
 

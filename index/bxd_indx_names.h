@@ -2,10 +2,10 @@
 // How an index and its box name each other: each stores the other's name in the shortest form that leads
 // there from its own.
 //
-//   form   the other file lies                 stored is                    full is
-//   1      in the same directory               its base name                own name up to the base name, stored
-//   2      elsewhere on the same drive         its path without the drive   own drive with its colon, stored
-//   3      on another drive                    its name as it was given     stored
+//   form   the other file lies           stored is                    full is
+//   1      in the same directory         its base name                own name up to the base name, stored
+//   2      elsewhere on the same drive   its path without the drive   own drive with its colon, stored
+//   3      on another drive              its name as it was given     stored
 //
 //   F0:/dir/NAME.BOX        both '\' and '/' separate; a name without a drive has no colon
 //   |  |    +-- base name

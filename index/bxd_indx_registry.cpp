@@ -3,8 +3,10 @@
 
 #include <bxd/card.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "box/bxd_garb.h"
 #include "index/bxd_indx_info.h"
 #include "storage/bxd_data.h"
 #include "storage/bxd_file_errors.h"
@@ -20,7 +22,7 @@ constexpr u32 kLengthWord = 2;
 
 bool IsEnd(u32 entryLength) { return entryLength == 0 || entryLength == 0xFFFF; }
 
-// --- the block in memory -----------------------------------------------------------------------------------
+// --- the block in memory ---------------------------------------------------------------------------------
 
 // The index table of a box while it is changed. `bytes` holds the block and two bytes more.
 struct TableBlock {
@@ -33,8 +35,8 @@ struct TableBlock {
     u8* at(u32 offset) const { return bytes.data() + offset; }
 };
 
-// Makes a block without entries at the end of the file, over the end mark, and cuts the file behind it.
-u32 WriteEmptyBlock(u8 fid, u32 pos, TableBlock* block)
+// Takes the memory of a block without entries, which is to stand at `pos`.
+u32 PrepareEmptyBlock(u32 pos, TableBlock* block)
 {
     block->bytes.reset(static_cast<u8*>(std::malloc(kFirstBlock + kEndMarkSize)));
     if (!block->bytes) { return BXD_ERR_FAIL; }
@@ -42,8 +44,25 @@ u32 WriteEmptyBlock(u8 fid, u32 pos, TableBlock* block)
     std::memcpy(block->at(0), idx_name_tbl_data, kCardHead);
     block->pos = pos;
     block->body = kFirstBody;
-    u32 status = bxd::WriteAll(fid, pos, block->at(0), kFirstBlock + kEndMarkSize);
-    return status == BXD_OK ? BxdFileCut(fid, pos + kFirstBlock + kEndMarkSize) : status;
+    return BXD_OK;
+}
+
+// Writes it over the end mark, with its own behind it, and cuts the file there.
+u32 WriteEmptyBlock(u8 fid, const TableBlock& block)
+{
+    u32 status = bxd::WriteAll(fid, block.pos, block.at(0), kFirstBlock + kEndMarkSize);
+    return status == BXD_OK ? BxdFileCut(fid, block.pos + kFirstBlock + kEndMarkSize) : status;
+}
+
+// A lost power may have left the position of a chain of cards that was never begun: nothing stands there, or
+// the room for a first index table, without a byte of it.
+bool ChainWasBegun(u8 fid, u32 cardOffset, u32 fileSize)
+{
+    if (cardOffset == fileSize) { return false; }
+    if (uint64_t{cardOffset} + kFirstBlock + kEndMarkSize != fileSize) { return true; }
+    u8 room[kFirstBlock] = {};
+    return bxd::ReadExactly(fid, cardOffset, room, sizeof room) != BXD_OK ||
+           std::any_of(room, room + sizeof room, [](u8 byte) { return byte != 0; });
 }
 
 // A box gets its first index table. In one without a card area it begins the chain of cards.
@@ -54,10 +73,15 @@ u32 MakeTable(u8 fid, TableBlock* block)
     if (status != BXD_OK) { return status; }
     const u32 oldSize = BxdFileSize(fid);
     bool beginsChain = !bxd::IsPosition(cardOffset);
-    // A lost power may have left the position of a chain that was never begun: there is no end mark either.
-    bool hasMark = !beginsChain && cardOffset != oldSize;
-    if (hasMark && oldSize < kEndMarkSize) { return BXD_ERR_FAIL; }
-    const u32 pos = oldSize - (hasMark ? kEndMarkSize : 0);
+    u32 pos = oldSize;
+    if (!beginsChain) {
+        bool begun = ChainWasBegun(fid, cardOffset, oldSize);
+        if (begun && oldSize < kEndMarkSize) { return BXD_ERR_FAIL; }
+        pos = begun ? oldSize - kEndMarkSize : cardOffset;
+    }
+
+    status = PrepareEmptyBlock(pos, block);
+    if (status != BXD_OK) { return status; }
 
     if (beginsChain) { status = bxd::WriteWord(fid, kHdCardOffset, pos); }
     if (status == BXD_OK) { status = PreWriteEndMark(fid, pos + kFirstBlock); }
@@ -65,13 +89,17 @@ u32 MakeTable(u8 fid, TableBlock* block)
         u32 place[2] = {pos, kFirstBlock};
         u32 none[2] = {kUnset, kUnset};
         status = bxd::WriteWords(fid, kHdIndexTable, place, 2);
-        if (status != BXD_OK) { (void)bxd::WriteWords(fid, kHdIndexTable, none, 2); }
+        if (status == BXD_OK) { status = WriteEmptyBlock(fid, *block); }
+        if (status != BXD_OK) {
+            // The chain ends where it did, and so must the file: the next card would stand behind a gap.
+            (void)bxd::WriteWords(fid, kHdIndexTable, none, 2);
+            (void)bxd::SettleEnd(fid, BXD_ERR_FAIL, pos, oldSize);
+        }
+    } else {
+        status = bxd::SettleEnd(fid, status, pos, oldSize);
     }
-    if (status != BXD_OK) {
-        if (beginsChain) { (void)bxd::WriteWord(fid, kHdCardOffset, kUnset); }
-        return bxd::SettleEnd(fid, status, pos, oldSize);
-    }
-    return WriteEmptyBlock(fid, pos, block);
+    if (status != BXD_OK && beginsChain) { (void)bxd::WriteWord(fid, kHdCardOffset, kUnset); }
+    return status;
 }
 
 // Reads the table, and mends what a lost power can leave: a block that the header names and that was never
@@ -92,7 +120,8 @@ u32 LoadTable(u8 fid, TableBlock* block)
     if (block->body == 0 && place[1] == kFirstBlock &&
         BxdFileSize(fid) == block->pos + kFirstBlock + kEndMarkSize) {
         block->dead = false;
-        return WriteEmptyBlock(fid, block->pos, block);
+        status = PrepareEmptyBlock(block->pos, block);
+        return status == BXD_OK ? WriteEmptyBlock(fid, *block) : status;
     }
     if ((id != INDEX_TABLE_ID && !block->dead) || block->body < kFirstBody) { return BXD_ERR_FAIL; }
     const uint64_t size = uint64_t{kCardHead} + block->body;
@@ -114,7 +143,7 @@ u32 EndOfEntries(const TableBlock& block)
     return at;
 }
 
-// --- entries -----------------------------------------------------------------------------------------------
+// --- entries ---------------------------------------------------------------------------------------------
 
 struct NewEntry {
     const char* name;  // as it is stored
@@ -141,6 +170,24 @@ void PlaceEntry(u8* at, const NewEntry& entry)
     PUT_2BYTES(at + kLengthWord + entry.length(), 0);
 }
 
+// Whether the chain of cards ends behind the block at `pos`, and the file goes on: what a card that died
+// there at the end of the chain would cut off is then not its own.
+bool FileOutlastsChain(u8 fid, u32 pos, u32 size)
+{
+    u32 dead = 0;
+    bool atEnd = false;
+    if (bxd::MeasureDeadRun(fid, pos + size, &dead, &atEnd) != BXD_OK || !atEnd) { return false; }
+    return bxd::FileHolds(fid, uint64_t{pos} + size + dead + kEndMarkSize + 1);
+}
+
+// The old block dies in favour of one further up.
+u32 KillBlock(u8 fid, const TableBlock& block)
+{
+    if (!FileOutlastsChain(fid, block.pos, block.size())) { return DeleteCardData(fid, block.pos); }
+    u32 status = bxd::WriteHalf(fid, block.pos, CARD_ID_DEAD);
+    return status == BXD_OK ? bxd::CountGarbage(fid, static_cast<i32>(block.size())) : status;
+}
+
 // The table moves to the end of the file, 512 bytes longer and with the entry behind its `used` bytes. The
 // old block dies when the new one is complete; one that is dead already is the rest of a move that was cut
 // off between that and the header.
@@ -162,7 +209,7 @@ u32 MoveTable(u8 fid, const TableBlock& block, u32 used, const NewEntry& entry)
     if (status == BXD_OK) { status = bxd::WriteAll(fid, pos + used, last, entry.size()); }
     if (status != BXD_OK) { return bxd::SettleEnd(fid, status, pos, oldSize); }
 
-    if (!block.dead) { status = DeleteCardData(fid, block.pos); }
+    if (!block.dead) { status = KillBlock(fid, block); }
     u32 place[2] = {pos, block.size() + kTableStep};
     if (status == BXD_OK) { status = bxd::WriteWords(fid, kHdIndexTable, place, 2); }
     if (status == BXD_OK) { status = bxd::WriteHalf(fid, mark, END_MARK_ID); }
@@ -237,7 +284,10 @@ u32 DeleteIndexName(u8 boxFid, const char* name)
     PUT_2BYTES(block.at(end), 0);
     std::memmove(block.at(at), block.at(next), stretch);
     status = bxd::WriteAll(boxFid, block.pos + at, block.at(at), stretch);
-    if (status != BXD_OK || block.dead || block.size() - at - stretch <= kShrinkAbove) { return status; }
+    if (status != BXD_OK || block.dead || block.size() - at - stretch <= kShrinkAbove ||
+        FileOutlastsChain(boxFid, block.pos, block.size())) {
+        return status;
+    }
     return GiveBytesBack(boxFid, block);
 }
 
@@ -247,6 +297,7 @@ u32 AddIndexType(u8 indexFid, const char* indexName, u8 indexFlags, u8 indexFile
     u32 status = bxd::ReadIndexBoxName(indexFid, boxName);
     if (status == BXD_ERR_NOTFOUND || status == BXD_ERR_OTHER) { return BXD_OK; }
     if (status != BXD_OK) { return status; }
+    if (boxName[0] == '\0') { return BXD_ERR_FAIL; }
     return bxd::RegisterIndex(boxName, {indexName, indexFileId, indexFlags, indexFlags2},
                               bxd::BadBox::kRefuse);
 }
@@ -280,7 +331,6 @@ namespace bxd {
 
 u32 RegisterIndex(const char* boxName, const IndexRegistration& index, BadBox bad)
 {
-    if (boxName[0] == '\0') { return BXD_ERR_FAIL; }
     const u8 nameType = GetNameType(boxName, index.name);
     char full[BXD_PATH_SIZE];
     u32 status = GetFullPathBoxName(full, index.name, boxName, nameType);
@@ -298,7 +348,9 @@ u32 RegisterIndex(const char* boxName, const IndexRegistration& index, BadBox ba
         fid = static_cast<u8>(opened);
     }
     OpenFile box(fid);
-    if ((BxdFileOpenMode(fid) & BXD_MODE_WRITE_BIT) != 0) {
+    bool writable = (BxdFileOpenMode(fid) & BXD_MODE_WRITE_BIT) != 0;
+    acquitted = acquitted && (writable || bad == BadBox::kOpenAndAcquit);
+    if (writable) {
         status = DeleteIndexName(fid, index.name);
         if (status == BXD_OK) {
             status = AddIndexName(fid, index.name, index.type, index.fileId, index.updateMode, nameType);

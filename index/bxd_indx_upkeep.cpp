@@ -3,44 +3,23 @@
 
 #include <bxd/index.h>
 
-#include "index/bxd_indx_info.h"
-#include "index/bxd_indx_lookup.h"
-#include "index/bxd_indx_registry.h"
+#include "index/bxd_indx_entries.h"
+#include "index/bxd_indx_of_box.h"
+#include "index/bxd_indx_sort.h"
+#include "storage/bxd_data.h"
 
 namespace {
 
 constexpr u8 kAttrOfCard = 0xF0;
 constexpr u8 kAttrOfSync = 0x0F;
 constexpr u8 kAttrChanged = 0x01;
-constexpr u32 kNoOrder = 3;  // a sort condition of up to so many bytes orders nothing
+constexpr u8 kAttrNew = 0x07;  // of an entry that comes in
+constexpr u32 kBelongs = 1;    // the answer of an index without a search condition
 
-bool IsDischarge(const bxd::IndexTableWalk& entry)
+// New cards stay out; an entry that is there is kept up to date.
+bool KeepsNewCardsOut(const bxd::IndexTableWalk& entry)
 {
-    return (entry.flags() & BXD_INDEX_TYPE_DISCHARGE) == BXD_INDEX_TYPE_DISCHARGE;
-}
-
-// No card comes in without the application's doing.
-bool TakesNoCards(const bxd::IndexTableWalk& entry)
-{
-    return entry.updateMode() == BXD_INDEX_BY_HAND ||
-           (entry.flags() & (BXD_INDEX_TYPE_SPECIAL | BXD_INDEX_TYPE_ADDS)) == BXD_INDEX_TYPE_SPECIAL;
-}
-
-u32 OpenIndex(const bxd::IndexTableWalk& entry, const char* boxName, bxd::OpenFile* index)
-{
-    char name[BXD_PATH_SIZE];
-    if (GetFullPathIndexName(name, entry.name(), boxName, entry.nameType()) != BXD_OK) {
-        return BXD_ERR_FAIL;
-    }
-    i32 opened = BxdFileOpen(name, BXD_MODE_WRITE);
-    if (opened < 0) { return BXD_ERR_FAIL; }
-    index->reset(static_cast<u8>(opened));
-    return BXD_OK;
-}
-
-u32 WriteAttr(u8 fid, const IndexCardPos& place, u8 attr)
-{
-    return bxd::WriteAll(fid, place.pos + kIxEntryAttr, &attr, sizeof attr);
+    return (entry.flags() & (BXD_INDEX_TYPE_SPECIAL | BXD_INDEX_TYPE_ADDS)) == BXD_INDEX_TYPE_SPECIAL;
 }
 
 u8 WithCardAttr(u8 entryAttr, u8 cardAttr)
@@ -48,42 +27,56 @@ u8 WithCardAttr(u8 entryAttr, u8 cardAttr)
     return static_cast<u8>((entryAttr & kAttrOfSync) | (cardAttr & kAttrOfCard));
 }
 
-u8 Marked(const bxd::IndexTableWalk& entry, u8 attr)
+u8 Marked(const bxd::BoxIndexes& indexes, u8 attr)
 {
-    return IsDischarge(entry) ? static_cast<u8>(attr | kAttrChanged) : attr;
+    return indexes.isDischarge() ? static_cast<u8>(attr | kAttrChanged) : attr;
 }
 
-// Whether a card's place in the index follows from a condition.
-bool HasOrder(u8 fid)
+// The card comes in at the end of the table and goes to its place. Where it cannot be placed it stays at the
+// end, so that it can be seen at least.
+u32 TakeIn(const BoxRecord* box, u8 fid, const CardCopyState& copy)
 {
-    u32 length = 0;
-    if (SearchIndexInformation(fid, IDXINF_SORT_CODE, &length, nullptr) == BXD_OK && length != 0) {
-        return true;
+    u32 status = AddLastIndex(fid, copy.cardId, copy.attr | kAttrNew);
+    if (status != BXD_OK) { return status; }
+    u16 position = 0;
+    (void)LastIndexSort(box->fid, fid, box->itemTable, &position, kBelongs);
+    return BXD_OK;
+}
+
+// Whether a new card comes in. Of a filtered index only its search condition could tell.
+bool TakesNewCards(const bxd::IndexTableWalk& entry)
+{
+    return !KeepsNewCardsOut(entry) && entry.updateMode() != BXD_INDEX_BY_HAND;
+}
+bool IsFiltered(const bxd::IndexTableWalk& entry) { return entry.updateMode() == BXD_INDEX_FILTERED; }
+
+// The entry of a card that has changed: its attribute, and its place. An index without an order has the
+// attribute written all the same.
+void FollowEntry(const BoxRecord* box, u8 fid, IndexCardPos place, u16 cardId)
+{
+    if (OneDataIndexSort(box->fid, fid, box, &place, kBelongs) == BXD_OK) { return; }
+    const u8 attr = place.attr;
+    if (SearchIndexCardID(fid, cardId, &place) == BXD_OK && place.attr != attr) {
+        (void)bxd::WriteAll(fid, place.pos + kIxEntryAttr, &attr, sizeof attr);
     }
-    u32 status = SearchIndexInformation(fid, IDXINF_SORT_EXP, &length, nullptr);
-    return status == BXD_OK ? length > kNoOrder : status != BXD_ERR_NOTFOUND && status != BXD_ERR_OTHER;
 }
 
-// What can be done in one index for a card that replaces one; false where that is not all that the index
-// needs.
-bool FollowReplaced(const bxd::IndexTableWalk& entry, u8 fid, const CardCopyState& copy)
+// One index follows a card that has reached its place. *behind is set where that is not all that it needs.
+u32 FollowCard(const BoxRecord* box, const bxd::BoxIndexes& indexes, u8 fid, const CardCopyState& copy,
+               bool* behind)
 {
     IndexCardPos place = {};
-    u32 status = SearchIndexCardID(fid, copy.cardId, &place);
-    if (status == BXD_ERR_NOTFOUND) { return TakesNoCards(entry); }
+    u32 status = copy.isUpdate != 0 ? SearchIndexCardID(fid, copy.cardId, &place) : u32{BXD_ERR_NOTFOUND};
     if (status == BXD_OK) {
-        status = WriteAttr(fid, place, WithCardAttr(Marked(entry, place.attr), copy.attr));
+        *behind = *behind || IsFiltered(indexes.entry());
+        place.attr = WithCardAttr(Marked(indexes, place.attr), copy.attr);
+        FollowEntry(box, fid, place, copy.cardId);
+        return BXD_OK;
     }
-    return status == BXD_OK && entry.updateMode() != BXD_INDEX_FILTERED && !HasOrder(fid);
-}
-
-// The box's index table, 66 where it has none, and the name that its entries are told beside.
-u32 ReadTable(u8 fid, bxd::HeapBlock* table, char* boxName)
-{
-    u8* block = nullptr;
-    u32 status = ReadIndexTable(fid, &block);
-    table->reset(block);
-    return status == BXD_OK ? BxdFileName(fid, boxName) : status;
+    if (status != BXD_ERR_NOTFOUND || !TakesNewCards(indexes.entry())) { return BXD_OK; }
+    if (!IsFiltered(indexes.entry())) { return TakeIn(box, fid, copy); }
+    *behind = true;
+    return BXD_OK;
 }
 
 }  // namespace
@@ -92,21 +85,21 @@ extern "C" {
 
 u32 NormalCardWriteEnd(const BoxRecord* box, u16 cardId, u8 attrChanged, u8 attr)
 {
-    bxd::HeapBlock table;
-    char boxName[BXD_PATH_SIZE];
-    u32 status = ReadTable(box->fid, &table, boxName);
+    bxd::BoxIndexes indexes;
+    u32 status = indexes.load(box);
     if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
-    for (bxd::IndexTableWalk entry(table.data()); !entry.atEnd(); entry.next()) {
+    for (; !indexes.atEnd(); indexes.next()) {
         bxd::OpenFile index;
-        status = OpenIndex(entry, boxName, &index);
+        status = indexes.open(BXD_MODE_WRITE, &index);
         if (status != BXD_OK) { return status; }
         IndexCardPos place = {};
         status = SearchIndexCardID(index.fid(), cardId, &place);
         if (status == BXD_ERR_NOTFOUND) { continue; }
         if (status != BXD_OK) { return status; }
-        if (attrChanged == 0 && !IsDischarge(entry)) { continue; }
-        u8 marked = Marked(entry, place.attr);
-        status = WriteAttr(index.fid(), place, attrChanged != 0 ? WithCardAttr(marked, attr) : marked);
+        if (attrChanged == 0 && !indexes.isDischarge()) { continue; }
+        u8 marked = Marked(indexes, place.attr);
+        if (attrChanged != 0) { marked = WithCardAttr(marked, attr); }
+        status = bxd::WriteAll(index.fid(), place.pos + kIxEntryAttr, &marked, sizeof marked);
         if (status != BXD_OK) { return status; }
     }
     return BXD_OK;
@@ -119,20 +112,17 @@ u32 UpdateIndexFile(BoxRecord* box, CardCopyState* copy)
         if (status != BXD_OK) { return status; }
     }
     if (GET_4BYTES(copy->header + kHdIndexTable) == kUnset) { return BXD_OK; }
-    bxd::HeapBlock table;
-    char boxName[BXD_PATH_SIZE];
-    u32 status = ReadTable(box->fid, &table, boxName);
+    bxd::BoxIndexes indexes;
+    u32 status = indexes.load(box);
     if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
     bool behind = false;
-    for (bxd::IndexTableWalk entry(table.data()); !entry.atEnd(); entry.next()) {
-        if (copy->isUpdate == 0) {
-            behind = behind || !TakesNoCards(entry);
-            continue;
-        }
+    for (; !indexes.atEnd(); indexes.next()) {
+        if (copy->isUpdate == 0 && !TakesNewCards(indexes.entry())) { continue; }
         bxd::OpenFile index;
-        status = OpenIndex(entry, boxName, &index);
+        status = indexes.open(BXD_MODE_WRITE, &index);
         if (status != BXD_OK) { return status; }
-        behind = !FollowReplaced(entry, index.fid(), *copy) || behind;
+        status = FollowCard(box, indexes, index.fid(), *copy, &behind);
+        if (status != BXD_OK) { return status; }
     }
     return behind ? static_cast<u32>(BXD_ERR_FAIL) : static_cast<u32>(BXD_OK);
 }

@@ -2,6 +2,7 @@
 #include "index/bxd_indx_walk.h"
 
 #include "index/bxd_indx_info.h"
+#include "index/bxd_indx_move_check.h"
 #include "storage/bxd_data.h"
 #include "storage/bxd_file_space.h"
 
@@ -166,11 +167,13 @@ u32 CountPassing(EntryRun* run, u32 entries, const AttrFilter& filter, u16* numb
 
 // --- moving ----------------------------------------------------------------------------------------------
 
-// In a filtered index a move must keep the sort order, which nothing tells yet: the order stays as it is.
-u32 CheckMove(u8 fid, u32 from, u32 to)
+// In a filtered index a move must keep the sort order. Behind the last of 65535 entries there is no number:
+// only the last entry "goes" there, and stays.
+u32 CheckMove(u8 fid, const char* name, u16 from, u32 to)
 {
-    if (GetIndexInfo(fid, IDXINF_UPDATE_MODE) != kFilteredIndex || from + 1 == to) { return BXD_OK; }
-    return BXD_ERR_OTHER;
+    if (GetIndexInfo(fid, IDXINF_UPDATE_MODE) != kFilteredIndex || from + 1u == to) { return BXD_OK; }
+    return to > kIxEntriesMax ? u32{BXD_ERR_NOTFOUND}
+                              : CheckMoveIndexNo(fid, name, from, static_cast<u16>(to));
 }
 
 // Moves the entry in front of entry `to`, which may be one more than there are. *moved is its new number.
@@ -293,7 +296,7 @@ u32 _MoveIndexNo(const char* name, u16 from, u16* to)
         *to = static_cast<u16>(target);
         return BXD_OK;
     }
-    status = CheckMove(fid, from, target);
+    status = CheckMove(fid, name, from, target);
     return status == BXD_OK ? MoveEntry(fid, found.pos, from, target, to) : static_cast<u32>(BXD_ERR_OTHER);
 }
 }

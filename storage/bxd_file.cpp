@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "storage/bxd_file_ahead.h"
 #include "storage/bxd_file_errors.h"
 #include "storage/bxd_file_names.h"
 #include "storage/stdiohst.h"
@@ -30,6 +31,13 @@ BxdFINFO* Record(u8 fid) { return gBxdFINFOTable[fid]; }
 u32 StatusOf(i32 result) { return BxdSetErrorCode(result) & 0xFFFF; }
 
 bool MayWrite(const BxdFINFO* record) { return (record->mode & BXD_MODE_WRITE_BIT) != 0; }
+
+// What was read ahead does not outlive a change of the file.
+void DropReadAhead(u8 fid)
+{
+    bxd::ReadAhead* ahead = bxd::ReadAhead::of(fid);
+    if (ahead != nullptr) { ahead->forget(); }
+}
 
 // A size that cannot be had is 0 too: whoever writes must not take such a file for an empty one.
 bool IsEmpty(u8 host)
@@ -231,6 +239,10 @@ i32 BxdFileRead(u8 fid, i32 offset, void* buf, u32 len)
         return kNoRecord;
     }
     u32 count = len > INT32_MAX ? INT32_MAX : len;  // a count must not look like a failure
+    bxd::ReadAhead* ahead = bxd::ReadAhead::of(fid);
+    if (ahead != nullptr && ahead->read(static_cast<u32>(offset), buf, count)) {
+        return static_cast<i32>(count);
+    }
     i32 result = FileOfsRead(record->host, offset, buf, &count);
     if (result < 0) {
         BxdDebug("BxdFileRead: error in FileOfsRead %x\n", static_cast<u32>(result));
@@ -248,6 +260,7 @@ i32 BxdFileWrite(u8 fid, u32 offset, const void* buf, i32 len)
     }
     if (len == 0) { return BxdFileCut(fid, offset) == BXD_OK ? 0 : kNoRecord; }
     if (!MayWrite(record)) { return kNoRecord; }
+    DropReadAhead(fid);
 
     u32 count = static_cast<u32>(len);
     i32 result = len < 0 ? -1 : FileOfsWrite(record->host, static_cast<i32>(offset), buf, &count);
@@ -280,6 +293,7 @@ u32 BxdFileCut(u8 fid, u32 offset)
     BxdFINFO* record = Record(fid);
     if (record == nullptr) { return BXD_ERR_NOFILE; }
     if (!MayWrite(record)) { return BXD_ERR_ACCESS; }
+    DropReadAhead(fid);
     u32 none = 0;
     i32 result = FileOfsWrite(record->host, static_cast<i32>(offset), nullptr, &none);
     if (result < 0) {

@@ -5,7 +5,7 @@
  *   status.h  what every function answers
  *   types.h   integers, handles, keys, items
  *   box.h     boxes: their life, their items, their figures
- *   card.h    cards: reading, writing, copying
+ *   card.h    cards: reading, writing, copying, deleting
  *   index.h   indexes: their life, their records, their entries
  *   files.h   names, files, the room on the storage, messages
  *   language.h  the language, and the order of texts

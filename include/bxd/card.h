@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /*
- * Cards: reading, creating, writing and copying them.
+ * Cards: reading, creating, writing, copying and deleting them.
  *
  * A new card is built in memory as the card under edit, whose id is TMP_SYSTEM_CARD_ID (65280), and gets
  * its place in the box with _CardCopy:
@@ -117,18 +117,66 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  */
 BXD_API u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId);
 
-/* --- ending ---------------------------------------------------------------------------------------- */
+/* --- deleting -------------------------------------------------------------------------------------- */
 
 /*
- * Ends the card under edit (its id, as a rule 65280), or deletes a system card.
+ * A stored card is deleted in one of two ways. Physically it dies at once: its id can be handed out again,
+ * and its bytes are dead space that a collection takes out (box.h); those of the last card of the file, and
+ * of dead cards behind it, are given back at once. While a synchronisation runs (syncFlag of the box is 0)
+ * it becomes a tombstone, so that the partner can be told that it went: it keeps its id and its items below
+ * 3072 bytes, bit 0x40 of its attribute turns, larger items become empty, and it is no longer counted. A
+ * tombstone can still be read. (A card whose lengths take more than 246 bytes keeps its large items.)
+ *
+ * The indexes of the box follow: the card's entry goes, and the entry hidden behind it becomes visible. In a
+ * discharge index, one that the box knows with both bits of the type 130, the entry stays and bits 1 and 2
+ * of its attribute are cleared.
+ */
+
+/*
+ * Ends the card under edit (its id, as a rule 65280), deletes a system card, or deletes a stored card:
+ * physically, or into a tombstone while a synchronisation runs. To delete a tombstone again while one runs
+ * lowers the count of cards again.
  *
  *   0   done
- *   66  an id of 0, or a system card that is not there
+ *   66  an id of 0, or there is no such card; nothing has changed
  *   68  the storage is too full even for that
- *   71  a stored card (1 to 65279), which this version does not delete; a failing read or write
+ *   71  the card is damaged; an index of the box cannot be opened; memory is short; or a read or write
+ *       failed. Where it was an index, the card is gone, and that index and those behind it in the index
+ *       table keep their entries
  *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardDelete(BoxHandle box, u16 cardId);
+
+/* The same, but physical whatever synchronisation runs; it ends a tombstone as well. */
+BXD_API u32 _CardDeletePMSC(BoxHandle box, u16 cardId);
+
+/*
+ * _CardDeletePMSC, and after it the card's entries leave the discharge indexes too. 66 also for a system card
+ * and the card under edit, which have been deleted then: they stand in no index.
+ */
+BXD_API u32 _CardDeletePMSCWithIndex(BoxHandle box, u16 cardId);
+
+/*
+ * Deletes all stored cards that their attribute selects: those with (attribute & mask) equal to value, or,
+ * with negate other than 0, those for which that does not hold. Three times 0 selects every card. The
+ * attribute is as _CardRead gives it: mask 0x40 with value 0 selects the cards that are no tombstones.
+ * Physical, or into tombstones while a synchronisation runs; the indexes follow by the attribute in their
+ * entries, of which hidden ones are not looked at.
+ *
+ * The flash is made to collect first, for which the file of the box is closed, opened and locked again: that
+ * takes a second at least, and up to five minutes on a busy one. The handle stays good. Should the file not
+ * open again (68), the handle is gone as after _BoxClose.
+ *
+ *   0   done, also for a box without cards
+ *   66  the box has no item "ATTR", or its tables are damaged
+ *   68  the storage is too full
+ *   71  a card is damaged, or a slot leads to another card; an index cannot be opened; memory is short; or a
+ *       read or write failed
+ *
+ * A failure on the way leaves the cards before it deleted, and where they died within one table (the ids 1 to
+ * 500, then each 128) the ids of these lead to dead cards. Counts and indexes have not followed.
+ */
+BXD_API u32 _CardAllDelete(BoxHandle box, u8 mask, u8 value, u8 negate);
 
 /* --- images of system cards ------------------------------------------------------------------------ */
 

@@ -146,8 +146,10 @@ BXD_API u32 _IndexCopy(const char* srcName, const char* destName, u16 tag, const
  *
  * IDXINF_UPDATE_MODE that changes from BXD_INDEX_FILTERED to another removes all entries with the doubly bit.
  *
- * A condition, IDXINF_SORT_EXP or IDXINF_SEARCH_EXP, is stored; IDXINF_SORT_CODE and IDXINF_SEARCH_CODE, the
- * compiled forms, stay as they are.
+ * A sort condition, IDXINF_SORT_EXP, of five bytes or more is stored and compiled: IDXINF_SORT_CODE follows,
+ * where the index knows its box. A malformed one is stored too, and the compiled form stays as it is, as it
+ * does for a shorter one. A search condition, IDXINF_SEARCH_EXP, is stored; IDXINF_SEARCH_CODE, its compiled
+ * form, stays as it is.
  *
  *   0   written, and the box knows
  *   64  no such index or no index; or, with the record written, its box cannot be opened
@@ -283,7 +285,7 @@ BXD_API u32 _MoveIndexNo(const char* name, u16 from, u16* to);
 
 /* --- entries --------------------------------------------------------------------------------------- */
 
-/* The card itself is not touched by these. */
+/* Only _IndexNoDeletePMSC touches the card itself. */
 
 /*
  * Takes one entry out. The entry that moves into its place becomes visible if it was hidden.
@@ -310,11 +312,90 @@ BXD_API u32 _IndexNoDelete(const char* name, u16 indexNo);
 BXD_API u32 _IndexNoDeleteWithNum(const char* name, const u16* cardIds, u16 n);
 
 /*
+ * Deletes through an index of `box`, which must be open: what becomes of the card of entry indexNo follows
+ * from the index.
+ *
+ *   an IDX; any index whose type has all bits of 0x83     the card is deleted as by _CardDelete
+ *   a TDX of exactly the type 130                         the entry is marked as discharged, bits 1 and 2 of
+ *                                                         its attribute; the card stays
+ *   any other TDX                                         the entry goes; the card is deleted as by
+ *                                                         _CardDelete when no index of the box holds it now.
+ *                                                         It stays in a box that knows of no index at all
+ *
+ * An entry that stands hidden behind one that goes stays hidden in the last case.
+ *
+ *   0   done
+ *   35  indexNo is 0 or 65535
+ *   64  the index cannot be opened
+ *   66  the index leads to a card that is not there
+ *   71  a bad handle; there is no such entry; or as _CardDelete
+ *   255 the index has no information area
+ *
+ * Other statuses are those of _CardDelete.
+ */
+BXD_API u32 _IndexNoDeletePMSC(const char* name, u16 indexNo, BoxHandle box);
+
+/*
  * Lowers the count of entries of an open index (a file id of BxdFileOpen) by one; a count of 0 and an index
  * without a table stay as they are. No entry goes: that is the caller's work. 0; 71 when a read or write
  * fails.
  */
 BXD_API u32 DecIndexCount(u8 fid);
+
+/* --- order and filling ----------------------------------------------------------------------------- */
+
+/*
+ * Each of these takes the name of the index and, in `box`, an open handle or null. The handle is used where
+ * it is that of the index's own box, and its item table with it; otherwise the box is opened for the length
+ * of the call. A handle that is none gives 71.
+ */
+
+/*
+ * Sorts an index by its sort condition. The condition must stand there compiled, as a write of the condition
+ * with _IndexInfoWrite leaves it once the index knows its box. Equal cards may change places where the index
+ * has nine entries or more. Entries that the sort exchanges become visible.
+ *
+ *   0    sorted; or the condition is empty and there is no order to make
+ *   64   the index cannot be opened or is none; its box is not named or cannot be opened
+ *   66   the index has no sort condition
+ *   68   the storage is too full
+ *   69   the condition stands there in the application's form only, or has more than twelve keys
+ *   71   a card could not be compared (damaged, or no memory for a long text), the table does not lie in the
+ *        file, or a read or write failed. Every entry is still in the table once
+ *   225  the index has no table or no entry
+ *   254  the sort has failed at a value without a place in the box, and the index is barred: it cannot be
+ *        opened any more
+ */
+BXD_API u32 _IndexSort(const char* name, BoxHandle box);
+
+/*
+ * Takes a card into an index by hand, whatever the index's search condition says, and to its place in the
+ * order: behind all cards that are equal to it. *position receives the number of the entry; in an index
+ * without a sort condition the card goes to the end and *position stays as it is. The entry's attribute has
+ * the high four bits of the card's and 7 in the low ones.
+ *
+ *   0   done
+ *   64  the index cannot be opened or is none; its box is not named or cannot be opened
+ *   66  there is no such card
+ *   68  the storage is too full
+ *   69  the sort condition is malformed; the card is in the index, at its end
+ *   71  a read or write failed, the card is damaged, or the index has 65,535 entries. Where the card could
+ *       be appended but not placed it is in the index, at its end
+ *   72  the card is in the index already
+ */
+BXD_API u32 _IndexNoAppend(const char* name, BoxHandle box, u16 cardId, u16* position);
+
+/*
+ * Throws the card table of an index away and fills it with all cards of its box, in the order of their ids.
+ * Every entry is visible and has the attribute byte of its card. Sort it with _IndexSort.
+ *
+ *   0    filled
+ *   64   the index cannot be opened or is none; its box is not named or cannot be opened
+ *   71   a read or write failed, or the tables or a card of the box are damaged. The index has no usable
+ *        table then and needs another call
+ *   225  the box has no cards; the index has no table
+ */
+BXD_API u32 _IndexUnGroup(const char* name, BoxHandle box);
 
 #ifdef __cplusplus
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Collecting a box by its name: the counters of the drives, what may be no box, an open handle beside it, and a
-// drive as a whole.
+// Collecting a box by its name: the counters of the drives, what may be no box, an open handle beside it, and
+// a drive as a whole.
 #include "box/bxd_card_read.h"
 #include "box/bxd_garb.h"
 #include "box/bxd_garb_collect.h"
@@ -18,7 +18,7 @@ protected:
     void TearDown() override { SetUp(); }
 };
 
-// --- by name ---------------------------------------------------------------------------------------------
+// --- by name --------------------------------------------------------------------------------------------
 
 TEST_F(CollectByName, LowersTheCounterOfTheDrive)
 {
@@ -91,7 +91,7 @@ TEST_F(CollectByName, NewCardsGoBehindACollectedBox)
     }
 }
 
-// --- under an open handle ----------------------------------------------------------------------------------
+// --- under an open handle --------------------------------------------------------------------------------
 
 TEST_F(CollectByName, UnderAHandleTakesItsCardUnderEdit)
 {
@@ -113,7 +113,7 @@ TEST_F(CollectByName, UnderAHandleTakesItsCardUnderEdit)
     EXPECT_TRUE(IsSound(get()));
 }
 
-// --- a whole drive -----------------------------------------------------------------------------------------
+// --- a whole drive ---------------------------------------------------------------------------------------
 
 TEST_F(CollectByName, OfADriveWithoutACountIsNothing)
 {

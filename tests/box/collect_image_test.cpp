@@ -60,7 +60,7 @@ protected:
 
 constexpr CheckRules kSound;
 
-// --- what goes and what stays ----------------------------------------------------------------------------
+// --- what goes and what stays ---------------------------------------------------------------------------
 
 TEST_F(CollectInMemory, ClosesTheCardsUp)
 {
@@ -274,7 +274,7 @@ TEST_F(CollectInMemory, KeepsTheSlackOfACard)
     EXPECT_EQ(Slice(get(), BoxView(get()).find(1), 60), Slice(before, BoxView(before).find(1), 60));
 }
 
-// --- what a lost power may have left -----------------------------------------------------------------------
+// --- what a lost power may have left ---------------------------------------------------------------------
 
 TEST_F(CollectInMemory, LinksATableThatTheChainOfTablesHadNot)
 {
@@ -362,7 +362,7 @@ TEST_F(CollectInMemory, MakesWrongSlotsAnewFromTheCards)
     EXPECT_TRUE(SameBytes(CollectModel(sound).firstWay().file, get()));
 }
 
-// --- damage ----------------------------------------------------------------------------------------------
+// --- damage ---------------------------------------------------------------------------------------------
 
 TEST_F(CollectInMemory, RefusesAnIdWithoutATable)
 {

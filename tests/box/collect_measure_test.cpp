@@ -40,7 +40,7 @@ protected:
     }
 };
 
-// --- the list of cards -----------------------------------------------------------------------------------
+// --- the list of cards ----------------------------------------------------------------------------------
 
 TEST(ListOfCards, ANewBlockIsAllZero)
 {
@@ -110,7 +110,7 @@ TEST(ListOfCards, AFullLastBlockEndsWithNull)
     DisposeCardTable(first);
 }
 
-// --- the sum ---------------------------------------------------------------------------------------------
+// --- the sum --------------------------------------------------------------------------------------------
 
 TEST_F(Measuring, SumsUpTheDeadAndFindsTheHighestId)
 {
@@ -248,7 +248,7 @@ TEST_F(Measuring, IdsFrom65280OnAreNotTheHighest)
     expectResult(measure(again.id(), GetField(get(), hd::cardOffset)), 0, 0, 65279);
 }
 
-// --- reading through the buffer -----------------------------------------------------------------------------
+// --- reading through the buffer --------------------------------------------------------------------------
 
 // A card's head may cross the buffer's end at any byte, and a body may pass it by far.
 TEST_F(Measuring, ReadsHeadsAtEveryPlaceOfTheBuffersEnd)
@@ -411,7 +411,7 @@ TEST_F(Measuring, ListsEveryCardThatLives)
     EXPECT_GT(n, 500u);
 }
 
-// --- the counters ----------------------------------------------------------------------------------------
+// --- the counters ---------------------------------------------------------------------------------------
 
 TEST_F(Measuring, UpdateCarriesTheChangeOverToTheCounterOfTheDrive)
 {

@@ -52,14 +52,18 @@ enum Flaw {
     kCount,        // cardCount is not the number of live cards
     kHighest,      // maxCardID is below the highest id
     kHint,         // unUsedCardID is 0 or above maxCardID + 1
+    kNoTable,      // the header names an index table that is not written, or cannot be read
+    kDeadTable,    // or is dead; its names are still there
+    kTableSize,    // indexTableSize is not the size of the table, which ends before
     kFlaws
 };
 
 inline const char* FlawName(int flaw)
 {
     static const char* const names[kFlaws] = {
-        "no file", "no header", "broken chain", "dead slot", "wild slot", "outside", "stale slot", "twins",
-        "tables",  "long file", "unlinked",     "left edit", "garbage",   "count",   "highest",    "hint"};
+        "no file", "no header", "broken chain", "dead slot",  "wild slot", "outside", "stale slot",
+        "twins",   "tables",    "long file",    "unlinked",   "left edit", "garbage", "count",
+        "highest", "hint",      "no table",     "dead table", "table size"};
     return names[flaw];
 }
 
@@ -74,6 +78,7 @@ public:
         readItems();
         walkChain();
         walkSlots();
+        readIndexTable();
         compare();
     }
 
@@ -95,6 +100,8 @@ public:
     bool hasItems() const { return !tags_.empty(); }
     const std::vector<std::string>& tags() const { return tags_; }
     uint32_t endMark() const { return endMark_; }
+    // The names of the index table, in its order.
+    const std::vector<std::string>& indexNames() const { return indexNames_; }
 
     // Position of the slot of a normal card, 0 where no table has it.
     uint32_t slotOf(uint32_t id) const
@@ -241,6 +248,30 @@ private:
         }
     }
 
+    void readIndexTable()
+    {
+        uint32_t pos = word(28);
+        if (!leads(pos)) { return; }
+        linked_.insert(pos);
+        uint64_t size = uint64_t{word(pos + 2)} + 6;
+        if ((half(pos) != 65521 && half(pos) != 0) || size < 518 || pos + size > bytes_.size()) {
+            flaws_.insert(kNoTable);
+            return;
+        }
+        if (half(pos) == 0) { flaws_.insert(kDeadTable); }
+        if (size + 512 == word(32)) {
+            flaws_.insert(kTableSize);
+        } else if (size != word(32)) {
+            flaws_.insert(kNoTable);
+        }
+        uint32_t at = pos + 6;
+        while (at + 2 <= pos + size && half(at) != 0 && half(at) != 0xFFFF) {
+            indexNames_.emplace_back(bytes_.c_str() + std::min<size_t>(at + 12, bytes_.size()));
+            at += 2 + half(at);
+        }
+        if (at > pos + size) { flaws_.insert(kNoTable); }
+    }
+
     void compareTables()
     {
         uint32_t card = word(20);
@@ -251,7 +282,8 @@ private:
         linked_.insert(card);
         bool sound = atPos_.count(card) != 0 && half(card) == 65522 && word(card + 2) + 6 == word(24);
         for (uint32_t k = 0; sound && k < (word(24) - 6) / 4; k++) {
-            sound = word(card + 6 + 4 * k) == (k < tables_.size() ? tables_[k] : kNone);
+            uint32_t table = word(card + 6 + 4 * k);
+            sound = k < tables_.size() ? table == tables_[k] : !leads(table);  // a released one leaves 0
         }
         if (!sound) { flaws_.insert(kTables); }
     }
@@ -292,6 +324,7 @@ private:
     std::map<uint32_t, size_t> atPos_;
     std::set<uint32_t> linked_;
     std::vector<uint32_t> tables_;
+    std::vector<std::string> indexNames_;
     CardMap cards_;
     std::set<int> flaws_;
     uint32_t endMark_ = 0;

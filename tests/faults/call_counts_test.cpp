@@ -4,6 +4,7 @@
 // The expected text names the calls that change a file, in their order: "create", "w" and the length of a
 // write, "cut", "delete". Behind it stand the limits of all host calls on files and of allocations.
 #include "tests/faults/fault_box.h"
+#include "tests/support/index_builder.h"
 
 namespace {
 
@@ -77,6 +78,30 @@ protected:
                    Counts().counts[kFaultAlloc]);
         }
         Shim().rest();
+    }
+
+    void startSync() const
+    {
+        patch([](std::string& bytes, const BoxBytes&) { bytes[44] = 0; });
+    }
+
+    // A list of the cards 1 to 3, which the box knows with this type.
+    void addIndex(u8 type) const
+    {
+        const boxtest::IndexBuilder index = boxtest::IndexBuilder(28).area().entry(1).entry(2).entry(3);
+        const boxtest::Bytes file = index.build();
+        std::ofstream out(pathOf("T.TDX"), std::ios::binary);
+        out.write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+        patch([type](std::string& bytes, const BoxBytes& box) {
+            using boxtest::operator+;
+            boxtest::Bytes table = boxtest::EncodeHead(boxtest::kIndexTableId, 512) +
+                                   boxtest::EncodeIndexEntry({"T.TDX", 1, 28, type, 0});
+            table.resize(518, 0xFF);
+            put(bytes, 28, box.endMark(), 4);
+            put(bytes, 32, 518, 4);
+            boxtest::Add16(table, boxtest::kEndMark);
+            bytes.replace(box.endMark(), 2, std::string(table.begin(), table.end()));
+        });
     }
 
     BoxHandle box_ = nullptr;
@@ -256,6 +281,57 @@ TEST_F(CallCounts, SpillAndCopyInPlace)
     expectCalls([&] { return Write(box_, TMP_SYSTEM_CARD_ID, "TEXT", Pattern(12000, 1)); }, "w2 w23 w12000",
                 12, 0);
     expectCalls([&] { return Copy(box_, TMP_SYSTEM_CARD_ID); }, "w2 w2 w4 w2 w2", 21, 0);
+}
+
+TEST_F(CallCounts, DeletingACard)
+{
+    openBox({10, 20, 30, 40});
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w2 w4 w4 w2 w2", 33, 0);
+    expectCalls([&] { return _CardDelete(box_, 4); }, "w2 cut w4 w2", 29, 0);
+    expectCalls([&] { return _CardDelete(box_, 3); }, "w2 cut w4 w2", 29, 0);
+}
+
+TEST_F(CallCounts, DeletingACardOfAnAppendTable)
+{
+    openBox(std::vector<size_t>(640, 8));
+    expectCalls([&] { return _CardDelete(box_, 635); }, "w2 w4 w4 w2 w2", 43, 0);
+}
+
+TEST_F(CallCounts, MakingATombstone)
+{
+    openBox({10, 4000, 30});
+    startSync();
+    expectCalls([&] { return _CardDelete(box_, 3); }, "w1 w2 w2", 25, 0);
+    // The attribute, the items before the large one, the head of the dead card, this card's head and table.
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w1 w5 w6 w17 w4 w2 w2", 37, 0);
+}
+
+TEST_F(CallCounts, DeletingACardOfAnIndex)
+{
+    openBox({10, 20, 30});
+    close();
+    addIndex(0);
+    reopen();
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w2 w4 w4 w2 w37 cut w2", 46, 4);
+    expectCalls([&] { return _CardDelete(box_, 1); }, "w2 w4 w4 w2 w33 cut w2", 48, 4);
+}
+
+TEST_F(CallCounts, DeletingACardOfADischargeIndex)
+{
+    openBox({10, 20, 30});
+    close();
+    addIndex(130);
+    reopen();
+    startSync();
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w1 w2 w1 w2", 42, 4);
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w1 w2", 38, 4);  // marked once
+}
+
+TEST_F(CallCounts, DeletingAllCards)
+{
+    openBox(std::vector<size_t>(3, 8));
+    expectCalls([&] { return _CardAllDelete(box_, 0, 0, 0); }, "w2 w4 w2 w4 w2 cut w2048 w2 w2 w2 cut w4",
+                580, 3);
 }
 
 TEST_F(CallCounts, SmallFields)

@@ -57,7 +57,7 @@ protected:
         }
         return false;
     }
-    // The same, and no room for the card of that number, counted from 1 in the file's order without dead ones.
+    // The same, and no room for the card of that number, counted from 1 in the order of the file.
     u32 collectWithoutRoomFor(uint32_t card)
     {
         gNoRoomAt = {card + 1};

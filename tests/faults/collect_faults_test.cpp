@@ -11,11 +11,11 @@ namespace {
 
 using namespace faults;
 
-// The cards have moved and the tables still lead to where they stood, or lead already to where cards that wait
-// in the buffer will stand.
+// The cards have moved and the tables still lead to where they stood, or lead already to where cards that
+// wait in the buffer will stand.
 const Findings kMovedBeforeTheirSlots = {kOtherCard, kWildSlot, kStaleSlot};
 // With it the offset card and the index table: the header names their new places before they stand there.
-const Findings kMovedBeforeTheirTables = {kOtherCard, kWildSlot, kStaleSlot, kTables};
+const Findings kMovedBeforeTheirTables = {kOtherCard, kWildSlot, kStaleSlot, kTables, kNoTable};
 
 Findings operator+(Findings a, const Findings& b)
 {
@@ -78,7 +78,7 @@ protected:
     }
 };
 
-// --- the first way -------------------------------------------------------------------------------------------
+// --- the first way ---------------------------------------------------------------------------------------
 
 TEST_F(CollectFaultsTest, FirstWay)
 {
@@ -98,7 +98,7 @@ TEST_F(CollectFaultsTest, FirstWayWithNothingDead)
     endureCollection(box, [] { return collect({}); }, {});
 }
 
-// --- the second way ------------------------------------------------------------------------------------------
+// --- the second way --------------------------------------------------------------------------------------
 
 TEST_F(CollectFaultsTest, SecondWay)
 {
@@ -128,7 +128,7 @@ TEST_F(CollectFaultsTest, SecondWayOfATailOnly)
     endureCollection(box, [] { return collect({1}); }, {.failed = {kNotRefused}});
 }
 
-// --- the second way stops, and goes on -----------------------------------------------------------------------
+// --- the second way stops, and goes on -------------------------------------------------------------------
 
 // Stopped at this card of the list, and called again, when there is room for the first way. The chain is
 // broken between the last card that moved and the head of the dead card that fills the gap.

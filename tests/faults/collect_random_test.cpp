@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Boxes that live a random life, by fixed seeds, with collections by either way and collections that stop; and
-// boxes with random damage, of which a collection must make nothing worse than a status.
+// Boxes that live a random life, by fixed seeds, with collections by either way and collections that stop;
+// and boxes with random damage, of which a collection must make nothing worse than a status.
 #include <random>
 
 #include "tests/faults/collect_box.h"
@@ -127,7 +127,7 @@ TEST_P(RandomLife, NoCollectionLosesOrChangesACard)
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomLife, ::testing::Values(1, 2, 3, 4, 5, 6));
 
-// --- damage ------------------------------------------------------------------------------------------------
+// --- damage ----------------------------------------------------------------------------------------------
 
 class DamagedCollection : public CollectFaults {
 protected:
@@ -138,7 +138,8 @@ protected:
     }
     void TearDown() override
     {
-        (void)::testing::internal::GetCapturedStderr();
+        const std::string told = ::testing::internal::GetCapturedStderr();
+        EXPECT_EQ(told.find("runtime error"), std::string::npos);  // of a sanitizer
         CollectFaults::TearDown();
     }
 

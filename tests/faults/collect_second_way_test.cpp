@@ -46,7 +46,7 @@ protected:
     static Bytes emptyTable() { return EncodeHead(boxtest::kAppendTableId, 516) + Bytes(516, 0xFF); }
 };
 
-// --- what goes and what stays ----------------------------------------------------------------------------
+// --- what goes and what stays ---------------------------------------------------------------------------
 
 TEST_F(CollectInFile, ClosesTheCardsUpAndMakesTheTablesAnew)
 {
@@ -305,7 +305,7 @@ TEST_F(CollectInFile, UnderAHandleTellsItByTheGarbageBit)
     EXPECT_TRUE(isSound(getBox()));
 }
 
-// --- refusals --------------------------------------------------------------------------------------------
+// --- refusals -------------------------------------------------------------------------------------------
 
 TEST_F(CollectInFile, RefusesTablesThatItCouldNotMakeAnew)
 {

@@ -22,7 +22,7 @@ protected:
     static Bytes emptyTable() { return EncodeHead(boxtest::kAppendTableId, 516) + Bytes(516, 0xFF); }
 };
 
-// --- the room runs out on the way ----------------------------------------------------------------------------
+// --- the room runs out on the way ------------------------------------------------------------------------
 
 // At every card: all cards are readable, the tables are right, and a collection with room ends the work.
 TEST_F(StoppedInFile, AtEveryCardInGoodOrder)
@@ -134,7 +134,7 @@ TEST_F(StoppedInFile, BehindAVeryLargeGapKeepsTheChain)
     EXPECT_TRUE(isSound(getBox()));
 }
 
-// --- the steps of the stop by themselves ---------------------------------------------------------------------
+// --- the steps of the stop by themselves -----------------------------------------------------------------
 
 class FillingAGap : public StoppedInFile {
 protected:

@@ -33,6 +33,7 @@
 #include "storage/stdiohst.h"
 #include "tests/faults/box_bytes.h"
 #include "tests/faults/fault_control.h"
+#include "tests/support/index_builder.h"
 
 namespace faults {
 
@@ -48,14 +49,21 @@ enum Finding {
     kLeftOpen,           // descriptors, rows of the file tables or blocks stay behind
     kSilent,             // status 0, and the work is not done
     kNotRefused,         // the storage was full, and the status is not 68 or the work is done
+    kIndexDamaged,       // an index file whose records or positions are wrong
+    kIndexLong,          // one that goes on behind its card table, which does no harm
+    kEntriesLost,        // its card table is neither the old nor the new one
+    kRecordsMixed,       // its records are sound, and neither the old nor the new ones
+    kUnregistered,       // the box does not name an index that it named before and would name after
+    kNotMended,          // the same act, undisturbed, does not lead to where it should
     kFindings
 };
 
 inline std::string FindingName(int finding)
 {
-    static const char* const names[] = {"card lost",  "card mixed",      "other card", "phantom",
-                                        "not opened", "reads otherwise", "died",       "left open",
-                                        "silent",     "not refused"};
+    static const char* const names[] = {"card lost",    "card mixed",      "other card",    "phantom",
+                                        "not opened",   "reads otherwise", "died",          "left open",
+                                        "silent",       "not refused",     "index damaged", "index long",
+                                        "entries lost", "records mixed",   "unregistered",  "not mended"};
     return finding < kFlaws ? FlawName(finding) : names[finding - kFlaws];
 }
 
@@ -70,12 +78,13 @@ struct Windows {
 };
 
 // What needs no mention: a count that is behind, and bytes that wait for a collection.
-inline const Findings kHarmless = {kLongFile, kUnlinked, kTwins,   kLeftEdit,
-                                   kGarbage,  kCount,    kHighest, kHint};
+inline const Findings kHarmless = {kLongFile, kUnlinked, kTwins, kLeftEdit,  kGarbage,
+                                   kCount,    kHighest,  kHint,  kIndexLong, kTableSize};
 
 // Half a word leads anywhere. The cards that the act does not touch stay as they were all the same.
-inline const Findings kTorn = {kBrokenChain, kDeadSlot, kWildSlot,  kOutside, kStaleSlot,
-                               kTables,      kCardLost, kCardMixed, kPhantom};
+inline const Findings kTorn = {kBrokenChain, kDeadSlot,     kWildSlot,     kOutside, kStaleSlot,
+                               kTables,      kCardLost,     kCardMixed,    kPhantom, kIndexDamaged,
+                               kEntriesLost, kRecordsMixed, kUnregistered, kNoTable, kNotMended};
 
 struct Scenario {
     std::function<void()> prepare;
@@ -83,6 +92,7 @@ struct Scenario {
     Windows windows = {};
     std::string box = "T.BOX";
     std::function<bool()> aftermath = {};
+    bool mends = false;  // the act, done again, makes good what a fault in it has left
 };
 
 struct Fault {
@@ -237,6 +247,11 @@ protected:
     int run(const Fault* fault)
     {
         putFiles(prepared_);
+        return runAsItIs(fault);
+    }
+
+    int runAsItIs(const Fault* fault)
+    {
         *outcome_ = Outcome{};
         fflush(nullptr);
         pid_t pid = fork();
@@ -323,6 +338,69 @@ protected:
         return ids;
     }
 
+    // The bytes of a file, nothing where it is not there.
+    static std::string bytesOf(const Files& files, const std::string& name)
+    {
+        auto found = files.find(name);
+        return found != files.end() ? found->second : std::string{};
+    }
+
+    static bool isIndex(const std::string& name)
+    {
+        return name.size() > 4 &&
+               (name.substr(name.size() - 4) == ".IDX" || name.substr(name.size() - 4) == ".TDX");
+    }
+
+    // The card table where the header says it is, whatever the records are.
+    static std::vector<boxtest::IndexEntry> entriesOf(const boxtest::Bytes& file)
+    {
+        boxtest::IndexContent content;
+        uint32_t at = file.size() < 24 ? kNone : boxtest::Get32(file, 4);
+        if (at == kNone) { return {}; }
+        if (uint64_t{at} + 4 > file.size()) { return {{kNone, 0, 0}}; }
+        size_t end = at + size_t{4} + 4 * boxtest::Get16(file, at);
+        boxtest::TakeEntries(boxtest::Slice(file, 0, end), at, &content);
+        if (!content.fault.empty()) { content.entries.push_back({kNone, 0, 0}); }
+        return content.entries;
+    }
+
+    void judgeIndex(const std::string& name, const std::string& bytes, Findings& findings) const
+    {
+        using boxtest::B;
+        const std::string old = bytesOf(prepared_, name);
+        const std::string wanted = bytesOf(full_, name);
+        if (bytes == old || bytes == wanted) { return; }
+        auto now = boxtest::TakeIndexApart(B(bytes));
+        auto entries = entriesOf(B(bytes));
+        if (entries != entriesOf(B(old)) && entries != entriesOf(B(wanted))) {
+            findings.insert(kEntriesLost);
+        }
+        if (!now.fault.empty()) {
+            bool isLong = now.fault.find("does not end with the file") != std::string::npos;
+            findings.insert(isLong && findings.count(kEntriesLost) == 0 ? kIndexLong : kIndexDamaged);
+        } else if (now.records != boxtest::TakeIndexApart(B(old)).records &&
+                   now.records != boxtest::TakeIndexApart(B(wanted)).records) {
+            findings.insert(kRecordsMixed);
+        }
+    }
+
+    void judgeIndexes(const BoxBytes& box, Findings& findings) const
+    {
+        for (const auto& [name, bytes] : takeFiles()) {
+            if (isIndex(name)) { judgeIndex(name, bytes, findings); }
+        }
+        const auto has = [](const std::vector<std::string>& names, const std::string& name) {
+            return std::find(names.begin(), names.end(), name) != names.end();
+        };
+        const BoxBytes old(bytesOf(prepared_, scenario_->box));
+        const BoxBytes wanted(bytesOf(full_, scenario_->box));
+        for (const std::string& name : old.indexNames()) {
+            if (has(wanted.indexNames(), name) && !has(box.indexNames(), name)) {
+                findings.insert(kUnregistered);
+            }
+        }
+    }
+
     void askLibrary(const BoxBytes& box, Findings& findings)
     {
         if (!box.hasItems() || box.flaws().count(kNoHeader) != 0) {
@@ -359,7 +437,17 @@ protected:
             return mayBeGone ? Findings{} : findings;
         }
         askLibrary(box, findings);
+        judgeIndexes(box, findings);
         return findings;
+    }
+
+    // Does the act once more on what a fault has left.
+    void tryAgain(Findings& findings)
+    {
+        if (!scenario_->mends) { return; }
+        bool good = runAsItIs(nullptr) == 0 && outcome_->status == BXD_OK && done();
+        for (int finding : judge()) { good = good && kHarmless.count(finding) != 0; }
+        if (!good) { findings.insert(kNotMended); }
     }
 
     // --- the faults -------------------------------------------------------------------------------
@@ -383,6 +471,7 @@ protected:
         int end = run(&fault);
         Findings findings = judge();
         if (end != kFaultExitCode) { findings.insert(kDied); }
+        tryAgain(findings);
         tell(fault, findings, torn ? Kind::kTearing : Kind::kCutting);
     }
 
@@ -408,6 +497,8 @@ protected:
         if (end != 0) { findings.insert(kDied); }
         if (outcome.leftOpen != 0) { findings.insert(kLeftOpen); }
         if (end == 0 && outcome.status == 0 && !done()) { findings.insert(kSilent); }
+        tryAgain(findings);
+        *outcome_ = outcome;
         bool torn = fault.kind == kFaultWrite && fault.action == kFaultShort;
         tell(fault, findings, torn ? Kind::kTearing : Kind::kFailing);
     }
@@ -417,7 +508,26 @@ protected:
     {
         BoxBytes box = BoxBytes::Load(pathOf(scenario_->box));
         bool there = box.flaws().count(kMissing) == 0;
-        return box.cards() == after_ && there == (full_.count(scenario_->box) != 0);
+        const Files files = takeFiles();
+        for (const auto& [name, bytes] : files) {
+            if (isIndex(name) && bytes != bytesOf(full_, name)) { return false; }
+        }
+        for (const auto& [name, bytes] : full_) {
+            if (files.count(name) == 0) { return false; }
+        }
+        return box.cards() == after_ && there == (full_.count(scenario_->box) != 0) &&
+               box.indexNames() == BoxBytes(bytesOf(full_, scenario_->box)).indexNames();
+    }
+
+    // The act, undisturbed, makes a difference to cards or indexes.
+    bool changes() const
+    {
+        if (before_ != after_) { return true; }
+        for (const auto& [name, bytes] : full_) {
+            if (isIndex(name) && bytes != bytesOf(prepared_, name)) { return true; }
+        }
+        return BoxBytes(bytesOf(full_, scenario_->box)).indexNames() !=
+               BoxBytes(bytesOf(prepared_, scenario_->box)).indexNames();
     }
 
     void fillEverywhere()
@@ -429,9 +539,9 @@ protected:
             Findings findings = judge();
             if (end != 0) { findings.insert(kDied); }
             if (outcome.leftOpen != 0) { findings.insert(kLeftOpen); }
-            if (outcome.status != BXD_ERR_NOSPACE || (before_ != after_ && done())) {
-                findings.insert(kNotRefused);
-            }
+            if (outcome.status != BXD_ERR_NOSPACE || (changes() && done())) { findings.insert(kNotRefused); }
+            tryAgain(findings);
+            *outcome_ = outcome;
             tell(fault, findings, Kind::kFailing);
         }
     }

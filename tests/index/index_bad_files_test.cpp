@@ -24,7 +24,7 @@ std::vector<Call> Calls()
             {"write name", [] { return Write(kIndex, 1, "TEST.BOX"); }},
             {"write type", [] { return WriteByte(kIndex, 4, 2); }},
             {"write mode", [] { return WriteByte(kIndex, 32, 0); }},
-            {"write checked", [] { return _IndexInfoWriteWithCheck(kIndex, 2, Data("order"), 5); }},
+            {"write checked", [] { return _IndexInfoWriteWithCheck(kIndex, 2, Data("ATTR\xFE\x82"), 6); }},
             {"delete record", [] { return _IndexInfoDelete(kIndex, 33); }},
             {"delete type", [] { return _IndexInfoDelete(kIndex, 4); }},
             {"delete mode", [] { return _IndexInfoDelete(kIndex, 32); }},
@@ -89,7 +89,7 @@ protected:
 
     Bytes box_;
     Bytes index_;
-    const std::set<u32> sane_ = {0, 64, 66, 67, 71, 255};
+    const std::set<u32> sane_ = {0, 64, 66, 67, 69, 71, 255};
 };
 
 TEST_F(BadIndexes, TheSoundOneIsServed)

@@ -54,7 +54,7 @@ TEST_F(IndexInfo, TheTemplatesAreTheHeadersOfNewIndexes)
     EXPECT_EQ(Bytes(tdx_file_header, tdx_file_header + 24), IndexHeader(28));
 }
 
-// --- opening -----------------------------------------------------------------------------------------------
+// --- opening ---------------------------------------------------------------------------------------------
 
 TEST_F(IndexInfo, BothKindsOpenAndTellTheirIdentifier)
 {
@@ -99,7 +99,7 @@ TEST_F(IndexInfo, WhatIsNoIndexIsClosedAgain)
     EXPECT_EQ(IndexOpenCheck("F0:NONE.IDX", &kind, 3), -3);
 }
 
-// --- looking up --------------------------------------------------------------------------------------------
+// --- looking up ------------------------------------------------------------------------------------------
 
 TEST_F(IndexInfo, ARecordIsFoundWithLengthAndPlace)
 {
@@ -161,7 +161,7 @@ TEST_F(IndexInfo, TheOneByteOfARecord)
     EXPECT_EQ(byteOf(4), 0);
 }
 
-// --- writing -----------------------------------------------------------------------------------------------
+// --- writing ---------------------------------------------------------------------------------------------
 
 TEST_F(IndexInfo, TheFirstRecordBeginsTheArea)
 {
@@ -293,7 +293,7 @@ TEST_F(IndexInfo, AReadOnlyIndexIsNotWritten)
     EXPECT_TRUE(SameBytes(before, get(kIndex)));
 }
 
-// --- what follows from a record ----------------------------------------------------------------------------
+// --- what follows from a record --------------------------------------------------------------------------
 
 TEST_F(IndexInfo, TheModeThatLeavesFilteredTakesTheDoublyEntriesAlong)
 {

@@ -17,7 +17,7 @@ protected:
     ~IndexLife() override { BxdSetLanguage(""); }
 };
 
-// --- creation ----------------------------------------------------------------------------------------------
+// --- creation --------------------------------------------------------------------------------------------
 
 TEST_F(IndexLife, ANewIndexHasLanguageAndVersionAndNoTable)
 {
@@ -72,7 +72,7 @@ TEST_F(IndexLife, AllStreamsTakenLeavesNothingBehind)
     EXPECT_EQ(_IndexCreate(kIndex, 17), 0u);
 }
 
-// --- the three forms of a name, through a whole life ---------------------------------------------------------
+// --- the three forms of a name, through a whole life -----------------------------------------------------
 
 struct Form {
     const char *box, *index, *stored;
@@ -187,7 +187,7 @@ TEST_F(IndexLife, ABoxWithItsIndexesCanBeMoved)
     EXPECT_FALSE(exists("F0:/moved/A.IDX"));
 }
 
-// --- deletion ------------------------------------------------------------------------------------------------
+// --- deletion --------------------------------------------------------------------------------------------
 
 TEST_F(IndexLife, AnIndexWhoseBoxIsGoneIsDeletedWithAFailure)
 {
@@ -264,7 +264,7 @@ TEST_F(IndexLife, ABoxThatIsGoneLeavesOrphansThatItsDeletionFinds)
     EXPECT_NE(err.text().find("referenced box name is same "), std::string::npos);
 }
 
-// --- copies --------------------------------------------------------------------------------------------------
+// --- copies ----------------------------------------------------------------------------------------------
 
 TEST_F(IndexLife, ACopyHasAllOfTheSourceButOneRecordAndIsRegistered)
 {
@@ -359,7 +359,7 @@ TEST_F(IndexLife, ACopyOntoItselfIsRefusedUnderAnyName)
     EXPECT_EQ(_IndexCopy("F0:NONE.IDX", "F0:NONE.IDX", 200, Data("app"), 3), 64u);
 }
 
-// --- boxes that are special ----------------------------------------------------------------------------------
+// --- boxes that are special ------------------------------------------------------------------------------
 
 TEST_F(IndexLife, ABoxThatCanOnlyBeReadIsNotTold)
 {

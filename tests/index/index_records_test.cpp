@@ -31,7 +31,7 @@ protected:
     }
 };
 
-// --- writing -------------------------------------------------------------------------------------------------
+// --- writing ---------------------------------------------------------------------------------------------
 
 TEST_F(IndexRecords, EveryTagIsWrittenAndReadBack)
 {
@@ -105,8 +105,7 @@ TEST_F(IndexRecords, ARecordStaysThoughTheBoxIsNotReached)
     EXPECT_EQ(view().record(1), Bytes{});
     for (const size_t length : {size_t{256}, size_t{300}, size_t{32764}}) {
         EXPECT_EQ(Write(kIndex, IDXINF_BOX_NAME, std::string(length, 'n')), 71u);
-        EXPECT_EQ(view().record(1)->size(), length);
-        EXPECT_EQ(WriteByte(kIndex, IDXINF_TYPE, 2), 71u);
+        EXPECT_EQ(view().record(1), Bytes{});  // no name of a box is so long
     }
     EXPECT_EQ(Write(kIndex, IDXINF_BOX_NAME, std::string(255, 'n')), 71u);  // too long behind "F0:"
     EXPECT_EQ(Write(kIndex, IDXINF_BOX_NAME, "F0:" + std::string(252, 'n')), 64u);
@@ -166,7 +165,7 @@ TEST_F(IndexRecords, AStoredRecordThatIsTooLongIsDamage)
     EXPECT_EQ(Write(kIndex, 201, "new"), 0u);  // the others are sound
 }
 
-// --- reading -------------------------------------------------------------------------------------------------
+// --- reading ---------------------------------------------------------------------------------------------
 
 TEST_F(IndexRecords, ReadingGivesWhatFitsAndTheWholeLength)
 {
@@ -190,7 +189,7 @@ TEST_F(IndexRecords, ReadingGivesWhatFitsAndTheWholeLength)
     EXPECT_EQ(read(200, 10).substr(0, 3), "71 ");
 }
 
-// --- removing ------------------------------------------------------------------------------------------------
+// --- removing --------------------------------------------------------------------------------------------
 
 TEST_F(IndexRecords, ARecordIsRemovedAndTheOthersStay)
 {
@@ -212,8 +211,8 @@ TEST_F(IndexRecords, ARecordIsRemovedAndTheOthersStay)
 
 TEST_F(IndexRecords, WithoutATypeEntriesOfDeadAndDischargedCardsGo)
 {
-    // 70 is bits 1, 2 and 6; an entry with none of them goes. A hidden one stays, unless the one that went was
-    // the entry before it: then it comes to light, and is looked at like the others.
+    // 70 is bits 1, 2 and 6; an entry with none of them goes. A hidden one stays, unless the one that went
+    // was the entry before it: then it comes to light, and is looked at like the others.
     putBound({{1, 0x47},
               {2, 0x01},
               {3, 0x02},
@@ -258,7 +257,7 @@ TEST_F(IndexRecords, WithoutANameTheBoxKeepsTheIndex)
     EXPECT_EQ(view().record(1), std::nullopt);
 }
 
-// --- from an index to its box --------------------------------------------------------------------------------
+// --- from an index to its box ----------------------------------------------------------------------------
 
 TEST_F(IndexRecords, TheBoxOfAnIndexIsTheOpenOneOrIsOpened)
 {
@@ -313,24 +312,76 @@ TEST_F(IndexRecords, AnIndexWithoutABoxIsToldFromOneWhoseBoxIsGone)
     }
 }
 
-// --- conditions ----------------------------------------------------------------------------------------------
+// --- conditions ------------------------------------------------------------------------------------------
 
-TEST_F(IndexRecords, AConditionIsStoredAndNothingMore)
+TEST_F(IndexRecords, ASearchConditionIsStoredAndNothingMore)
 {
     putBound();
     IndexBuilder want;
     want.created().record(1, kBox).record(128, "compiled");
     put(want.build(), kIndex);
     for (const auto write : {_IndexInfoWrite, _IndexInfoWriteWithCheck}) {
-        for (const u16 tag : {u16{2}, u16{3}}) {
-            for (const char* text : {"", "abc", "condition"}) {
-                const std::string value = text;
-                EXPECT_EQ(write(kIndex, tag, Data(value), static_cast<u16>(value.size())), 0u);
-                EXPECT_EQ(Text(*view().record(static_cast<u8>(tag))), value);
-            }
+        for (const char* text : {"", "abc", "condition"}) {
+            const std::string value = text;
+            EXPECT_EQ(write(kIndex, 3, Data(value), static_cast<u16>(value.size())), 0u);
+            EXPECT_EQ(Text(*view().record(3)), value);
         }
     }
     EXPECT_EQ(view().record(128), B("compiled"));
+    EXPECT_EQ(view().record(129), std::nullopt);
+}
+
+TEST_F(IndexRecords, ASortConditionIsStoredAndCompiled)
+{
+    putBound();
+    put(IndexBuilder().created().record(1, kBox).entry(1).build(), kIndex);
+    std::string condition("NAME\xFE\x81"
+                          "cTTM\xFE\x82");
+    for (const auto write : {_IndexInfoWrite, _IndexInfoWriteWithCheck}) {
+        EXPECT_EQ(write(kIndex, 2, Data(condition), static_cast<u16>(condition.size())), 0u);
+        EXPECT_EQ(Text(*view().record(2)), condition);
+        ASSERT_TRUE(view().record(129).has_value());
+        const Bytes code = *view().record(129);
+        ASSERT_EQ(code.size(), 6u);
+        EXPECT_EQ(code[2], 0x81);
+        EXPECT_EQ((Bytes{code[3], code[4], code[5]}), (Bytes{4, 2, 0x82}));
+        EXPECT_EQ(view().cardIds(), std::vector<u32>{1});
+        condition.push_back('\0');
+    }
+}
+
+TEST_F(IndexRecords, AMalformedSortConditionStaysStoredAndTheCheckTells)
+{
+    putBound();
+    put(IndexBuilder().created().record(1, kBox).record(129, "old").build(), kIndex);
+    for (const char* text : {"condition", "NAME\xFE\x84", "NAME\xFD\x82", "NONE\xFE\x82"}) {
+        const std::string value = text;
+        const u16 length = static_cast<u16>(value.size());
+        EXPECT_EQ(_IndexInfoWriteWithCheck(kIndex, 2, Data(value), length), 69u) << value;
+        EXPECT_EQ(Text(*view().record(2)), value);
+        EXPECT_EQ(_IndexInfoWrite(kIndex, 2, Data(value), length), 0u) << "it does not ask";
+        EXPECT_EQ(view().record(129), B("old"));
+    }
+}
+
+TEST_F(IndexRecords, ASortConditionOfAnyLengthHasRoomToBeCompiled)
+{
+    putBound();
+    put(IndexBuilder().created().record(1, kBox).build(), kIndex);
+    std::string condition;
+    while (condition.size() + 6 <= BXD_INDEX_RECORD_MAX) { condition += "NAME\xFE\x82"; }
+    EXPECT_EQ(_IndexInfoWrite(kIndex, 2, Data(condition), static_cast<u16>(condition.size())), 71u);
+    EXPECT_EQ(view().record(129), std::nullopt);
+    condition.resize(1000 * 6);
+    EXPECT_EQ(_IndexInfoWrite(kIndex, 2, Data(condition), static_cast<u16>(condition.size())), 0u);
+    EXPECT_EQ(view().record(129)->size(), 3000u);
+}
+
+TEST_F(IndexRecords, ASortConditionWithoutBoxIsCompiledLater)
+{
+    const std::string condition = "NAME\xFE\x82";
+    put(IndexBuilder().created().build(), kIndex);
+    EXPECT_EQ(_IndexInfoWrite(kIndex, 2, Data(condition), 6), 0u);
     EXPECT_EQ(view().record(129), std::nullopt);
 }
 

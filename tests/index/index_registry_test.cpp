@@ -45,7 +45,7 @@ protected:
     }
 };
 
-// --- the first table ---------------------------------------------------------------------------------------
+// --- the first table -------------------------------------------------------------------------------------
 
 TEST_F(IndexRegistry, TheFirstNameMakesTheTableOverTheEndMark)
 {
@@ -97,7 +97,7 @@ TEST_F(IndexRegistry, AFileThatCanOnlyBeReadStaysAsItIs)
     EXPECT_TRUE(SameBytes(before, get()));
 }
 
-// --- entries -----------------------------------------------------------------------------------------------
+// --- entries ---------------------------------------------------------------------------------------------
 
 TEST_F(IndexRegistry, TheEntryLengthIsTheNameAndTwelveRoundedDownToEven)
 {
@@ -152,7 +152,7 @@ TEST_F(IndexRegistry, ANameThatIsTooLongIsRefused)
     EXPECT_EQ(table().body, 1024u);
 }
 
-// --- growth ------------------------------------------------------------------------------------------------
+// --- growth ----------------------------------------------------------------------------------------------
 
 TEST_F(IndexRegistry, TwentyThreeNamesFillABlockAndTheNextMovesIt)
 {
@@ -211,7 +211,7 @@ TEST_F(IndexRegistry, ThreeHundredIndexesInOneBox)
     EXPECT_EQ(table().body, 1024u);  // 1024 unused bytes are not more than 1024
 }
 
-// --- removal -----------------------------------------------------------------------------------------------
+// --- removal ---------------------------------------------------------------------------------------------
 
 TEST_F(IndexRegistry, TheOnlyNameLeavesAnEmptyTable)
 {
@@ -293,7 +293,7 @@ TEST_F(IndexRegistry, ATableFilledToTheBrimLosesANameAndKeepsItsEnd)
     EXPECT_EQ(table().body, 1024u);
 }
 
-// --- giving bytes back -------------------------------------------------------------------------------------
+// --- giving bytes back -----------------------------------------------------------------------------------
 
 TEST_F(IndexRegistry, MoreThan1024UnusedBytesGiveBack512AtTheEndOfTheFile)
 {
@@ -353,7 +353,7 @@ TEST_F(IndexRegistry, EveryRemovalGivesBackOneStepAtMost)
     EXPECT_EQ(body, 1024u);
 }
 
-// --- what a lost power leaves ------------------------------------------------------------------------------
+// --- what a lost power leaves ----------------------------------------------------------------------------
 
 TEST_F(IndexRegistry, AChainThatWasNeverBegunIsBegun)
 {
@@ -364,6 +364,11 @@ TEST_F(IndexRegistry, AChainThatWasNeverBegunIsBegun)
     ASSERT_EQ(add("F0:TEST.IDX"), 0u);
     EXPECT_EQ(registered(), std::vector<std::string>{"TEST.IDX"});
     EXPECT_TRUE(SameBytes(Slice(items, 72, items.size() - 72), Slice(get(), 72, items.size() - 72)));
+    // The same with the room for the table made, and nothing in it.
+    put(file + Bytes(kBlock, 0) + Bytes{0xFF, 0xFF});
+    ASSERT_EQ(add("F0:TEST.IDX"), 0u);
+    EXPECT_EQ(table().pos, file.size());
+    EXPECT_EQ(registered(), std::vector<std::string>{"TEST.IDX"});
 }
 
 TEST_F(IndexRegistry, ABlockThatWasNeverWrittenIsWritten)
@@ -398,6 +403,31 @@ TEST_F(IndexRegistry, ADeadBlockIsMovedByTheNextName)
     EXPECT_NE(table().pos, old);
     EXPECT_EQ(registered(), (std::vector<std::string>{nine(1), nine(3), "NEW.IDX"}));
     EXPECT_EQ(BoxView(get()).deadBytes(), kBlock);
+}
+
+TEST_F(IndexRegistry, AFileThatOutlastsItsChainLosesNothingBehindIt)
+{
+    const Bytes outside = EncodeCard(9, {{0x40}, {}, {}, {}, B("outside the chain")});
+    const auto stands = [&](u32 at) { return Slice(get(), at, outside.size()) == outside; };
+    // The table is the last card of the chain, and its old block must not take the rest of the file along.
+    Bytes file = boxWithTable(nines(1, 23));
+    u32 at = static_cast<u32>(file.size());
+    u32 pos = GetField(file, hd::indexTable);
+    put(file + outside + Bytes{0xFF, 0xFF});
+    ASSERT_EQ(add("F0:" + nine(24)), 0u);
+    EXPECT_TRUE(stands(at));
+    EXPECT_EQ(Get16(get(), pos), 0u);
+    EXPECT_EQ(GetField(get(), hd::indexTable), at + outside.size());
+    EXPECT_EQ(GetField(get(), hd::garbageSize), kBlock);
+    EXPECT_EQ(TakeIndexTableApart(get()).entries.size(), 24u);
+    // Nor is a block shortened at the end of such a chain.
+    file = boxWithTable(nines(1, 47));
+    at = static_cast<u32>(file.size());
+    put(file + outside + Bytes{0xFF, 0xFF});
+    for (u32 n = 47; n >= 20; n--) { ASSERT_EQ(remove("F0:" + nine(n)), 0u); }
+    EXPECT_TRUE(stands(at));
+    EXPECT_EQ(TakeIndexTableApart(get()).body, 1536u);
+    EXPECT_EQ(TakeIndexTableApart(get()).entries.size(), 19u);
 }
 
 TEST_F(IndexRegistry, AHeaderThatHasNotFollowedItsBlockFollows)

@@ -233,7 +233,7 @@ protected:
             model_.system.erase(id);
         } else if (!model_.stored.empty()) {
             const u16 id = anyOf(model_.stored);
-            kill(id);
+            ASSERT_EQ(BXD_OK, CardDeleteSub(*box, id, pick(2)));
             model_.stored.erase(id);
         }
     }

@@ -24,8 +24,8 @@ protected:
 TEST_F(Tool, HelpTellsCommandsExamplesAndExitCodes)
 {
     const std::string help = RunOk({"--help"});
-    for (const char* word : {"create", "items", "import", "list", "show", "set", "info", "map", "gc", "index",
-                             "Examples:", "Exit codes: 0 done, 1 it failed"}) {
+    for (const char* word : {"create", "items", "import", "list", "show", "set", "rm", "info", "map", "gc",
+                             "index", "Examples:", "Exit codes: 0 done, 1 it failed"}) {
         EXPECT_NE(help.find(word), std::string::npos) << word;
     }
 }
@@ -33,7 +33,7 @@ TEST_F(Tool, HelpTellsCommandsExamplesAndExitCodes)
 TEST_F(Tool, EveryCommandHasHelpWithExamples)
 {
     for (const char* command :
-         {"create", "items", "import", "list", "show", "set", "info", "map", "gc", "index"}) {
+         {"create", "items", "import", "list", "show", "set", "rm", "info", "map", "gc", "index"}) {
         EXPECT_NE(RunOk({command, "--help"}).find("Examples:"), std::string::npos) << command;
     }
 }
@@ -49,6 +49,8 @@ TEST_F(Tool, CommandLinesWithoutSenseEndWithTwo)
     EXPECT_EQ(Run({"show", "w.box", "0"}).code, 2);
     EXPECT_EQ(Run({"show", "w.box", "65280"}).code, 2);
     EXPECT_EQ(Run({"set", "w.box", "1", "HEAD"}).code, 2);
+    EXPECT_EQ(Run({"rm", "w.box"}).code, 2);
+    EXPECT_EQ(Run({"rm", "w.box", "1", "65280"}).code, 2);
 }
 
 TEST_F(Tool, FilesThatAreNotThereAreNamedWithTheReason)

@@ -23,8 +23,8 @@ std::size_t CountOf(const std::string& text, const std::string& part)
     return count;
 }
 
-// Whether tags are closed in the order of their opening, and nothing stands where XML forbids it. It knows the
-// XML that pictures are made of: no comments, no sections, attributes in double quotes.
+// Whether tags are closed in the order of their opening, and nothing stands where XML forbids it. It knows
+// the XML that pictures are made of: no comments, no sections, attributes in double quotes.
 std::string FaultOfXml(const std::string& xml)
 {
     std::vector<std::string> open;

@@ -294,4 +294,13 @@ u16 BoxFile::Append(const std::vector<ItemValue>& values)
     return id;
 }
 
+void BoxFile::Delete(u16 id)
+{
+    const u32 status = _CardDelete(box_, id);
+    // The indexes come last: the box may have lost the card and an index kept it.
+    const bool gone = !IsOk(status) && !HasCard(id);
+    Require(status,
+            name_ + ": card " + std::to_string(id) + (gone ? " is deleted, but not all is in order" : ""));
+}
+
 }  // namespace tool

@@ -79,6 +79,9 @@ public:
     // Makes a card and gives its id.
     u16 Append(const std::vector<ItemValue>& values);
 
+    // Deletes a card. A synchronisation that runs keeps it as one that does not count.
+    void Delete(u16 id);
+
     // Closes and reports what the closing says; the destructor closes in silence.
     void Close();
 

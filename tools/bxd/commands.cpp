@@ -2,11 +2,13 @@
 #include "tools/bxd/commands.h"
 
 #include <cctype>
+#include <set>
 #include <string_view>
 
 #include "tools/bxd/box_file.h"
 #include "tools/bxd/failure.h"
 #include "tools/bxd/output.h"
+#include "tools/bxd/sort.h"
 #include "tools/bxd/table.h"
 #include "tools/bxd/text.h"
 #include "tools/bxd/values.h"
@@ -107,13 +109,39 @@ u32 WalkCards(const BoxFile& box, u16 from, u16 limit, Visit visit)
     return total - found;
 }
 
+// The same for the cards of an index, from place `from` on.
+template <typename Visit>
+u32 WalkIndex(const BoxFile& box, const ListOptions& options, Visit visit)
+{
+    const std::vector<u16> ids = CardsInOrder(options.index, box.Name());
+    u32 missing = 0;
+    u32 visited = 0;
+    for (std::size_t place = options.from; place <= ids.size() && visited < options.limit; ++place) {
+        const u16 id = ids[place - 1];
+        if (!box.HasCard(id)) {
+            missing++;
+            continue;
+        }
+        visit(id);
+        visited++;
+    }
+    return missing;
+}
+
+template <typename Visit>
+u32 WalkListed(const BoxFile& box, const ListOptions& options, Visit visit)
+{
+    return options.index.empty() ? WalkCards(box, options.from, options.limit, visit)
+                                 : WalkIndex(box, options, visit);
+}
+
 void ListAsTable(const BoxFile& box, const ListOptions& options, u32* missing)
 {
     const std::vector<const Item*> items = ChosenItems(box, options.all);
     std::vector<std::string> headings = {"ID"};
     for (const Item* item : items) { headings.push_back(item->tag); }
     Table table(headings);
-    *missing = WalkCards(box, options.from, options.limit, [&](u16 id) {
+    *missing = WalkListed(box, options, [&](u16 id) {
         std::vector<std::string> cells = {std::to_string(id)};
         for (const Item* item : items) { cells.push_back(TextOfBytes(item->type, box.Read(id, *item))); }
         table.AddRow(cells);
@@ -126,7 +154,7 @@ void ListAsJson(const BoxFile& box, const ListOptions& options, u32* missing)
     const std::vector<const Item*> items = ChosenItems(box, options.all);
     const char* separator = "\n";
     Print("[");
-    *missing = WalkCards(box, options.from, options.limit, [&](u16 id) {
+    *missing = WalkListed(box, options, [&](u16 id) {
         Print(separator + Dump(JsonOfCard(box, id, items), -1));
         separator = ",\n";
     });
@@ -201,6 +229,9 @@ void RunList(const ListOptions& options)
         ListAsTable(box, options, &missing);
     }
     box.Close();
+    if (missing > 0 && !options.index.empty()) {
+        throw Failure(options.index + ": " + std::to_string(missing) + " of its cards are not in the box");
+    }
     if (missing > 0) {
         throw Failure(options.box + ": " + std::to_string(missing) +
                       " of the cards that it counts cannot be read; the file is damaged");
@@ -237,6 +268,15 @@ void RunSet(const SetOptions& options)
         throw Failure("the value for " + item->tag + ": " + failure.what());
     }
     box.Write(options.id, *item, bytes);
+    box.Close();
+}
+
+void RunRemove(const RemoveOptions& options)
+{
+    BoxFile box(options.box, BoxFile::kReadWrite);
+    const std::set<u16> ids(options.ids.begin(), options.ids.end());
+    for (const u16 id : ids) { RequireCard(box, id); }
+    for (const u16 id : ids) { box.Delete(id); }
     box.Close();
 }
 

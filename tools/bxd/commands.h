@@ -26,7 +26,8 @@ void RunItems(const ItemsOptions& options);
 
 struct ListOptions {
     std::string box;
-    u16 from = 1;
+    std::string index;  // whose cards are listed in its order; by id otherwise
+    u16 from = 1;       // an id, or a place in the order of the index
     u16 limit = CARD_ID_NORMAL_MAX;
     bool all = false;                  // the built-in items too
     std::optional<std::size_t> width;  // of a line; 0 for no bound, nothing for the terminal's
@@ -48,6 +49,13 @@ struct SetOptions {
     std::string value;
 };
 void RunSet(const SetOptions& options);
+
+struct RemoveOptions {
+    std::string box;
+    std::vector<u16> ids;
+};
+// All of the cards must be there; otherwise none is deleted.
+void RunRemove(const RemoveOptions& options);
 
 struct InfoOptions {
     std::string box;

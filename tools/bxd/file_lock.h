@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A lock on a box against all other processes that write boxes, for commands that change it by its name, which
-// the library does without asking who else has it open.
+// A lock on a box against all other processes that write boxes, for commands that change it by its name,
+// which the library does without asking who else has it open.
 #pragma once
 
 #include <string>

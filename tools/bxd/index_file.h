@@ -15,6 +15,7 @@ namespace tool {
 // Tags of the records that the tool reads and writes.
 enum RecordTag : u8 {
     kBoxNameRecord = 1,
+    kSortRecord = 2,
     kTypeRecord = 4,
     kModeRecord = 32,
     kLanguageRecord = 33,

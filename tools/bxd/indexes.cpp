@@ -244,6 +244,16 @@ void PrintIndex(const std::string& name, const IndexFile& file)
 
 }  // namespace
 
+std::string RequireBoxOf(const std::string& index)
+{
+    CheckIndexName(index);
+    const std::string stored = IndexFile(index).Find(kBoxNameRecord).value_or("");
+    if (stored.empty()) { throw Failure(index + ": it names no box"); }
+    const std::string box = BoxOf(index, stored);
+    RequireBox(box);
+    return box;
+}
+
 void RunIndexCreate(const IndexCreateOptions& options)
 {
     const std::optional<UpdateMode> mode = ModeByWord(options.mode);

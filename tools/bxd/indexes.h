@@ -35,4 +35,7 @@ struct IndexRemoveOptions {
 };
 void RunIndexRemove(const IndexRemoveOptions& options);
 
+// The name by which the tool finds the box of an index. Throws for what is no index or names no box.
+std::string RequireBoxOf(const std::string& index);
+
 }  // namespace tool

@@ -11,6 +11,7 @@
 #include "tools/bxd/import.h"
 #include "tools/bxd/indexes.h"
 #include "tools/bxd/map.h"
+#include "tools/bxd/sort.h"
 
 namespace {
 
@@ -25,8 +26,10 @@ using tool::InfoOptions;
 using tool::ItemsOptions;
 using tool::ListOptions;
 using tool::MapOptions;
+using tool::RemoveOptions;
 using tool::SetOptions;
 using tool::ShowOptions;
+using tool::SortOptions;
 
 constexpr const char* kBoxHelp =
     "path of the box, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
@@ -43,10 +46,13 @@ Examples:
   bxd list words.box --limit 10
   bxd show words.box 42
   bxd set words.box 42 MEAN "a better meaning"
+  bxd rm words.box 42 43
   bxd info words.box --json
   bxd map words.box -o words.svg
   bxd gc words.box
   bxd index create words.idx --box words.box
+  bxd sort words.idx --by READ
+  bxd list words.box --index words.idx
 
 "bxd COMMAND --help" tells more about a command.
 
@@ -128,17 +134,20 @@ Examples:
 
 void AddList(CLI::App* app, ListOptions* options)
 {
-    CLI::App* command = app->add_subcommand("list", "list the cards of a box by their ids");
+    CLI::App* command =
+        app->add_subcommand("list", "list the cards of a box, by their ids or in the order of an index");
     command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("--index", options->index, "list the cards of this index, in its order");
     command->add_option("--limit", options->limit, "at most so many cards")
         ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
-    command->add_option("--from", options->from, "begin at this id")
+    command->add_option("--from", options->from, "begin at this id, or at this place of the index")
         ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
     command->add_option("--width", options->width,
                         "columns of a line; 0 cuts nothing off; the terminal's otherwise");
     command->add_flag("--all", options->all, "show ATTR, cTTM, mDTM and sYID too");
     command->add_flag("--json", options->json, kJsonHelp);
-    command->footer("\nExamples:\n  bxd list words.box --limit 20\n  bxd list words.box --from 501 --json");
+    command->footer("\nExamples:\n  bxd list words.box --limit 20\n  bxd list words.box --from 501 --json\n"
+                    "  bxd list words.box --index words.idx --limit 20");
     command->callback([options] { RunList(*options); });
 }
 
@@ -169,6 +178,24 @@ Examples:
   bxd set F0:ADDRESS.BOX 7 BDAY "1970-05-17"
   bxd set trips.box 3 LONG -- "-3d 04:30:00"    (behind -- a value may begin with a dash))");
     command->callback([options] { RunSet(*options); });
+}
+
+void AddRemove(CLI::App* app, RemoveOptions* options)
+{
+    CLI::App* command = app->add_subcommand("rm", "delete cards");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("ID", options->ids, "ids of the cards")
+        ->required()
+        ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
+    command->footer(R"(
+The indexes of the box follow. Where one of the cards is not there, none is deleted.
+
+Their bytes stay in the file as dead cards until the box is collected; those of the last card go at once.
+
+Examples:
+  bxd rm words.box 42
+  bxd rm F0:ADDRESS.BOX 7 8 12)");
+    command->callback([options] { RunRemove(*options); });
 }
 
 void AddInfo(CLI::App* app, InfoOptions* options)
@@ -289,6 +316,25 @@ void AddIndex(CLI::App* app, IndexOptions* options)
     AddIndexRemove(command, &options->remove);
 }
 
+void AddSort(CLI::App* app, SortOptions* options)
+{
+    CLI::App* command = app->add_subcommand("sort", "put an index in the order of items");
+    command->add_option("INDEX", options->index, kIndexHelp)->required();
+    command->add_option("--by", options->by, "tags or names of items, the weightiest first; :desc turns one")
+        ->required()
+        ->delimiter(',');
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer(R"(
+The condition stays with the index. An index of all cards is filled from its box first; one that is filtered
+or kept by hand is sorted as it is. Texts are ordered by language: capitals and the kinds of kana count only
+where nothing else tells two texts apart.
+
+Examples:
+  bxd sort words.idx --by READ
+  bxd sort F0:PEOPLE.IDX --by BORN:desc,NAME)");
+    command->callback([options] { RunSort(*options); });
+}
+
 int Complain(const std::exception& error, int code)
 {
     (void)std::fflush(stdout);
@@ -304,10 +350,12 @@ int Run(int argc, char** argv)
     ListOptions list;
     ShowOptions show;
     SetOptions set;
+    RemoveOptions remove;
     InfoOptions info;
     MapOptions map;
     CollectOptions collect;
     IndexOptions index;
+    SortOptions sort;
 
     CLI::App app("Makes, fills, shows and changes boxes, files of cards kept by libbxd, and their indexes.",
                  "bxd");
@@ -320,10 +368,12 @@ int Run(int argc, char** argv)
     AddList(&app, &list);
     AddShow(&app, &show);
     AddSet(&app, &set);
+    AddRemove(&app, &remove);
     AddInfo(&app, &info);
     AddMap(&app, &map);
     AddCollect(&app, &collect);
     AddIndex(&app, &index);
+    AddSort(&app, &sort);
 
     try {
         _BxdnInit();

@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: MIT
+#include "index/bxd_indx_sort_fast.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "box/bxd_card_slots.h"
+#include "index/bxd_indx_insert.h"
+#include "index/bxd_indx_lookup.h"
+#include "storage/bxd_file_ahead.h"
+
+namespace {
+
+constexpr u32 kInsertMost = 8;      // so many entries are sorted by insertion in a full sort
+constexpr u32 kShortRange = 8;      // ranges below this go from the quicksort to the insertion sort
+constexpr u32 kStackedRanges = 16;  // room of the quicksort's stack
+constexpr u16 kHighestCard = 0xFEFF;
+
+u8* Entry(const IndexSortContext* context, u32 n) { return context->entries + (n - 1) * kIxEntrySize; }
+
+u32 CardPos(const IndexSortContext* context, u32 n)
+{
+    return context->offsets[GET_2BYTES(Entry(context, n)) - 1];
+}
+
+// Entry `source` goes to `target` before it; those between move up by one place.
+void MoveEntry(const IndexSortContext* context, u32 source, u32 target)
+{
+    u8 moved[kIxEntrySize];
+    std::memcpy(moved, Entry(context, source), kIxEntrySize);
+    std::memmove(Entry(context, target + 1), Entry(context, target), (source - target) * kIxEntrySize);
+    std::memcpy(Entry(context, target), moved, kIxEntrySize);
+}
+
+// The table of one sort for the binary insertion.
+class MemoryTable {
+public:
+    explicit MemoryTable(IndexSortContext* context) : context_(context) {}
+
+    u8 boxFid() const { return context_->boxFid; }
+    u32 cardPos(u32 n) const { return CardPos(context_, n); }
+    bool move(u32 source, u32 target)
+    {
+        if (source < target) { return false; }
+        MoveEntry(context_, source, target);
+        return true;
+    }
+
+private:
+    IndexSortContext* context_;
+};
+
+struct Range {
+    u32 lo, hi;
+
+    u32 entries() const { return hi - lo + 1; }
+};
+
+// The ranges that wait. The larger part of each split waits, so that what is gone on with halves every time:
+// of 65535 entries never more than 13 ranges gather.
+class RangeStack {
+public:
+    bool push(Range range)
+    {
+        if (depth_ == kStackedRanges) { return false; }
+        ranges_[depth_++] = range;
+        return true;
+    }
+    bool pop(Range* range)
+    {
+        if (depth_ == 0) { return false; }
+        *range = ranges_[--depth_];
+        return true;
+    }
+
+private:
+    Range ranges_[kStackedRanges];
+    u32 depth_ = 0;
+};
+
+u32 SortShort(const IndexSortContext* context, Range range)
+{
+    IndexSortContext part = *context;
+    part.lo = static_cast<u16>(range.lo);
+    part.hi = static_cast<u16>(range.hi);
+    return BxdSimpleSort(&part);
+}
+
+u32 CompareCard(const IndexSortContext* context, u32 pos)
+{
+    return bxd::IsPosition(pos)
+               ? static_cast<u32>(SortCmpCard(context->boxFid, static_cast<i32>(pos), context->keys))
+               : 0;
+}
+
+// The entry that others are compared with. Where the prefixes of the cards are known it is loaded into the
+// keys with the first compare that they do not decide.
+class EntryPivot {
+public:
+    EntryPivot(const IndexSortContext* context, u32 n)
+        : context_(context), card_(GET_2BYTES(Entry(context, n)))
+    {
+        if (context->prefixes == nullptr) {
+            load();
+        } else {
+            prefix_ = context->prefixes->of(card_);
+        }
+    }
+    EntryPivot(const EntryPivot&) = delete;
+    EntryPivot& operator=(const EntryPivot&) = delete;
+    ~EntryPivot()
+    {
+        if (asked_) { DisposeStrPtr(context_->keys); }
+    }
+
+    // It could not be loaded.
+    bool failed() const { return asked_ && !loaded_; }
+
+    u32 compare(u32 n)
+    {
+        u16 card = GET_2BYTES(Entry(context_, n));
+        if (context_->prefixes != nullptr) {
+            uint64_t prefix = context_->prefixes->of(card);
+            if (prefix != prefix_) { return prefix < prefix_ ? BXD_CMP_BELOW : BXD_CMP_ABOVE; }
+            if (card == card_) { return BXD_CMP_EQUAL; }
+            if (!asked_) { load(); }
+        }
+        return loaded_ ? CompareCard(context_, context_->offsets[card - 1]) : 0;
+    }
+
+private:
+    void load()
+    {
+        u32 pos = context_->offsets[card_ - 1];
+        asked_ = true;
+        loaded_ = bxd::IsPosition(pos) &&
+                  MakeSortCondition(context_->boxFid, static_cast<i32>(pos), context_->keys) != 0;
+    }
+
+    const IndexSortContext* context_;
+    u16 card_;
+    uint64_t prefix_ = 0;
+    bool asked_ = false;
+    bool loaded_ = false;
+};
+
+// Splits a range of two entries or more at its middle entry: what is above stands from *split on, and neither
+// part is empty. A compare that fails ends a step like an equal card. False without a pivot, and where the
+// answers contradict each other so far that a part would be empty.
+bool Partition(IndexSortContext* context, Range range, u32* split)
+{
+    EntryPivot pivot(context, (range.lo + range.hi) / 2);
+    if (pivot.failed()) { return false; }
+    u32 i = range.lo;
+    u32 j = range.hi;
+    do {
+        u32 low = 0;
+        u32 high = 0;
+        while (i <= range.hi && (low = pivot.compare(i)) == BXD_CMP_BELOW) { ++i; }
+        while (j >= range.lo && (high = pivot.compare(j)) == BXD_CMP_ABOVE) { --j; }
+        if (i >= j) { break; }
+        if (low != BXD_CMP_EQUAL || high != BXD_CMP_EQUAL) {
+            BxdSwap(context, static_cast<u16>(i), static_cast<u16>(j));
+        }
+        ++i;
+        --j;
+    } while (i <= j);
+    *split = i;
+    return !pivot.failed() && i > range.lo && i <= range.hi;
+}
+
+// Sorts what is short of the two parts and gives the long one that is left in *range, with the larger of two
+// waiting. False when it is done or has failed; *result tells which.
+bool SortParts(IndexSortContext* context, Range left, Range right, RangeStack* waiting, Range* range,
+               u32* result)
+{
+    bool leftShort = left.entries() < kShortRange;
+    bool rightShort = right.entries() <= kShortRange;
+    *result = 1;
+    if (leftShort) { *result = SortShort(context, left); }
+    if (rightShort && *result != 0) { *result = SortShort(context, right); }
+    if (*result == 0) { return false; }
+    if (leftShort && rightShort) { return waiting->pop(range); }
+    if (leftShort || rightShort) {
+        *range = leftShort ? right : left;
+        return true;
+    }
+    bool leftLarger = left.entries() > right.entries();
+    *range = leftLarger ? right : left;
+    *result = waiting->push(leftLarger ? left : right) ? 1 : 0;
+    return *result != 0;
+}
+
+// The highest card id of the table; 0 where an entry has an id that no card has.
+u16 HighestCard(const u8* entries, u32 count)
+{
+    u16 highest = 0;
+    for (u32 n = 0; n < count; ++n) {
+        u16 id = GET_2BYTES(entries + n * kIxEntrySize);
+        if (id == 0 || id > kHighestCard) {
+            BxdDebug("FastSort: unexpected max card id %d %d\n", id, count);
+            return 0;
+        }
+        highest = std::max(highest, id);
+    }
+    return highest;
+}
+
+// Bytes of the array that ReadLinearTable fills for the cards 1 to maxId.
+u32 LinearTableSize(u16 maxId)
+{
+    constexpr u32 kFirst = (kDefaultIds + 1) * 4;
+    if (maxId <= kDefaultIds) { return kFirst; }
+    return kFirst + kAppendIds * 4 * (bxd::AppendGroup(maxId) + 1);
+}
+
+// Writes the sorted entries back. A write that fails may have left some entries twice and others not at all:
+// it is made once more before the sort fails, for the way on the file would keep such a table.
+bool WriteEntries(u8 indexFid, u32 tablePos, const u8* entries, u32 bytes)
+{
+    u32 status = BXD_ERR_FAIL;
+    for (u32 tries = 0; tries < 2 && status != BXD_OK; ++tries) {
+        status = bxd::WriteAll(indexFid, tablePos + kIxCountSize, entries, bytes);
+    }
+    return status == BXD_OK;
+}
+
+// Some twenty compares a card would be as many reads: the box is read ahead, and most compares need no card.
+u32 SortAll(IndexSortContext* context, u16 count, u16 maxId)
+{
+    bxd::ReadAhead ahead(context->boxFid);
+    bxd::SortPrefixes prefixes;
+    bool known =
+        prefixes.load(context->boxFid, context->entries, count, context->offsets, context->keys, maxId);
+    context->prefixes = known ? &prefixes : nullptr;
+    context->lo = 1;
+    context->hi = count;
+    u32 result = BxdQSort(context);
+    context->prefixes = nullptr;
+    return result;
+}
+
+u32 SortEntries(IndexSortContext* context, u16 count, u16 maxId, u16 sortedEnd, u16 first)
+{
+    bool full = sortedEnd == 0;
+    if (full && count > kInsertMost) { return SortAll(context, count, maxId); }
+    MemoryTable table(context);
+    return bxd::InsertEntries(table, context->keys, count, full ? 1U : sortedEnd, full ? 2U : first);
+}
+
+}  // namespace
+
+extern "C" {
+
+u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
+             i32 fullSort, i32 match)
+{
+    // A card whose equal neighbour would hide it is told by the search condition, which a caller has asked.
+    (void)match;
+    u32 bytes = count * kIxEntrySize;
+    bxd::HeapBlock entries(bytes + kIxEndMarkSize);
+    if (!entries) {
+        BxdDebug("FastSort: unexpected NULL trans_ptr\n");
+        return 0;
+    }
+    if (bxd::ReadExactly(indexFid, tablePos + kIxCountSize, entries.data(), bytes) != BXD_OK) {
+        BxdDebug("FastSort: could not read card id table\n");
+        return 0;
+    }
+    u16 maxId = HighestCard(entries.data(), count);
+    if (maxId == 0) { return 0; }
+    bxd::HeapBlock linear(LinearTableSize(maxId));
+    if (!linear) {
+        BxdDebug("FastSort: could not allocate memory for offset table\n");
+        return 0;
+    }
+    u32* offsets = reinterpret_cast<u32*>(linear.data());
+    if (ReadLinearTable(boxFid, offsets, maxId) != BXD_OK) {
+        BxdDebug("FastSort: could not read offset table\n");
+        return 0;
+    }
+
+    IndexSortContext context = {entries.data(), offsets, keys, fullSort, 0, 0, boxFid, indexFid, nullptr};
+    u32 place = SortEntries(&context, count, maxId, sortedEnd, first);
+    if (place == 0 || WriteEntries(indexFid, tablePos, entries.data(), bytes)) { return place; }
+    if (sortedEnd != 0 || count <= kInsertMost) { BxdDebug("FastSort: could not write card id table\n"); }
+    return 0;
+}
+
+u32 BxdQSort(IndexSortContext* context)
+{
+    Range range = {context->lo, context->hi};
+    if (range.lo >= range.hi) { return 1; }
+    if (range.entries() <= kShortRange) { return BxdSimpleSort(context); }
+
+    RangeStack waiting;
+    u32 result = 1;
+    u32 split = 0;
+    do {
+        if (!Partition(context, range, &split)) { return 0; }
+    } while (SortParts(context, {range.lo, split - 1}, {split, range.hi}, &waiting, &range, &result));
+    return result;
+}
+
+u32 BxdSimpleSort(IndexSortContext* context)
+{
+    for (u32 n = context->lo + 1U; n <= context->hi; ++n) {
+        EntryPivot pivot(context, n);
+        u32 place = n;
+        while (place > context->lo && pivot.compare(place - 1) == BXD_CMP_ABOVE) { --place; }
+        if (pivot.failed()) { return 0; }
+        if (place != n) { MoveEntry(context, n, place); }
+    }
+    return 1;
+}
+
+void BxdSwap(IndexSortContext* context, u16 a, u16 b)
+{
+    u8* first = Entry(context, a);
+    u8* second = Entry(context, b);
+    std::swap_ranges(first, first + kIxEntrySize, second);
+    first[kIxEntryFlags] &= static_cast<u8>(~kIxDoublyBit);
+    second[kIxEntryFlags] &= static_cast<u8>(~kIxDoublyBit);
+}
+
+u32 BxdComp(IndexSortContext* context, u16 n, u16 mode)
+{
+    u32 result = CompareCard(context, CardPos(context, n));
+    switch (mode) {
+    case kCompBelow: return result == BXD_CMP_BELOW;
+    case kCompAbove: return result == BXD_CMP_ABOVE;
+    case kCompEqual: return result == BXD_CMP_EQUAL;
+    case kCompNotAbove: return result < BXD_CMP_ABOVE;
+    case kCompTopBit: return (result & 0x80) != 0;
+    default: return 0;
+    }
+}
+}
