@@ -110,8 +110,8 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  *   66  the source is not there
  *   68  the storage is too full; no card has changed (for a new card, its id's table may have been made)
  *   71  no such source, a target above 65519, all ten system cards taken, memory short, a failing read
- *       or write, or damage; also for a stored target where an index of the box cannot be opened, or needs
- *       the card to be put in, taken out or moved in its order, which this version does not do: the card is
+ *       or write, or damage; also for a stored target where an index of the box cannot be opened or can take
+ *       no more entries, or is one of update mode BXD_INDEX_FILTERED, which is not followed: the card is
  *       stored
  *   255 the card under edit lay in the file and a collection has taken it
  */
