@@ -30,6 +30,7 @@ u32 DeleteSystemCard(const BoxRecord* box, u16 cardId)
     u32 tablePos = 0;
     u32 status = ReadOffsetTable(box->fid, &tablePos, kSystemSlotBytes, slots);
     if (status != BXD_OK) { return status; }
+    if (!bxd::IsPosition(tablePos)) { return BXD_ERR_NOTFOUND; }
     u32 pos = 0;
     u32 total = 0;
     u8 slot = 0;

@@ -27,7 +27,8 @@ public:
         if (status != BXD_OK) { return status; }
         tablePos_ = GET_4BYTES(file_.data() + kIxTablePos);
         if (tablePos_ == kUnset) { return BXD_OK; }
-        if (static_cast<uint64_t>(tablePos_) + kIxCountSize > size_) { return BXD_ERR_FAIL; }
+        bool isInFile = static_cast<uint64_t>(tablePos_) + kIxCountSize <= size_;
+        if (tablePos_ < kIndexHeaderSize || !isInFile) { return BXD_ERR_FAIL; }
         count_ = GET_2BYTES(file_.data() + tablePos_);
         return BXD_OK;
     }

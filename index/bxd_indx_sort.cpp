@@ -37,6 +37,7 @@ u32 SortWholeTable(u8 boxFid, u8 indexFid)
     u32 status = bxd::ReadWord(indexFid, kIxTablePos, &tablePos);
     if (status != BXD_OK) { return status; }
     if (tablePos == kUnset) { return BXD_ERR_EMPTY; }
+    if (tablePos < kIndexHeaderSize) { return BXD_ERR_FAIL; }
 
     bxd::SortKeys keys;
     bool ordered = false;
