@@ -72,7 +72,7 @@ protected:
         ASSERT_EQ(told_->status, 0u) << "undisturbed";
         ASSERT_EQ(told_->leftOpen, 0u) << "undisturbed";
         after_ = bytesOf("TEST.IDX");
-        ASSERT_EQ(describe(judge()), "") << "undisturbed";
+        ASSERT_EQ(describe(judgeIndex()), "") << "undisturbed";
         cuts();
         failures();
         for (const auto& [what, times] : unlisted_) {
@@ -197,7 +197,7 @@ private:
         }
     }
 
-    IndexFindingSet judge() const
+    IndexFindingSet judgeIndex() const
     {
         IndexFindingSet out;
         if (bytesOf("TEST.BOX") != scenario_->box) { out.insert(kBoxChanged); }
@@ -272,7 +272,7 @@ private:
     void one(const Fault& fault, How how)
     {
         const int end = runAct(&fault);
-        IndexFindingSet found = judge();
+        IndexFindingSet found = judgeIndex();
         const bool planned = how != kFail && fault.kind == kFaultChange;
         if (end != (planned ? kFaultExitCode : 0)) { found.insert(kIndexDied); }
         if (end == 0 && told_->leftOpen != 0) { found.insert(kIndexLeftOpen); }

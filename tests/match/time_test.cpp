@@ -293,7 +293,7 @@ TEST(TimeData, AnyBytesCompareAsTheirFieldsDo)
         Packed value{};
         for (u8& byte : value) { byte = static_cast<u8>(random()); }
         // Many that differ in little.
-        if (n > 40) { value = values[n % 20]; }
+        if (n > 40) { value = values[static_cast<size_t>(n % 20)]; }
         if (n > 40) { value[random() % 5] ^= static_cast<u8>(1u << random() % 8); }
         values.push_back(value);
     }
