@@ -249,7 +249,7 @@ std::string RequireBoxOf(const std::string& index)
     CheckIndexName(index);
     const std::string stored = IndexFile(index).Find(kBoxNameRecord).value_or("");
     if (stored.empty()) { throw Failure(index + ": it names no box"); }
-    const std::string box = BoxOf(index, stored);
+    std::string box = BoxOf(index, stored);
     RequireBox(box);
     return box;
 }
