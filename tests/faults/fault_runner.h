@@ -199,7 +199,7 @@ protected:
     static uint32_t openDescriptors()
     {
         uint32_t open = 0;
-        for (int fd = 3; fd < 256; fd++) { open += ::fcntl(fd, F_GETFD) != -1 ? 1u : 0u; }
+        for (int fd = 3; fd < 64; fd++) { open += ::fcntl(fd, F_GETFD) != -1 ? 1u : 0u; }
         return open;
     }
 

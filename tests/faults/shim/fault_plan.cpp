@@ -5,6 +5,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -70,7 +72,9 @@ fault::Verdict VerdictOf(uint32_t action)
 
 void Watch(const char* root)
 {
-    std::memset(&fault::State(), 0, sizeof(FaultState));
+    FaultState& state = fault::State();
+    std::memset(state.log, 0, std::min(state.changes, kFaultLogMax) * sizeof state.log[0]);
+    std::memset(&state, 0, offsetof(FaultState, log));
     std::strncpy(gRoot, root, sizeof gRoot - 1);
     gPlan = Plan{};
     fault::ForgetBlocks();

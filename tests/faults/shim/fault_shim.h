@@ -71,11 +71,11 @@ struct FaultState {
     uint32_t counts[kFaultKinds];
     uint32_t changes;
     uint32_t fired;  // calls that met the fault
-    FaultCall log[kFaultLogMax];
     uint32_t questions[kFaultStatistics];
     uint32_t sleeps;  // seconds slept
     uint32_t commands;
     char command[kFaultCommandMax][512];
+    FaultCall log[kFaultLogMax];  // the first `changes` of them
 };
 
 // The text of a statistic, or null where the file is absent, or FaultApi's `unreadable` where a read of it
