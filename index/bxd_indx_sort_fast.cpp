@@ -215,7 +215,7 @@ u32 LinearTableSize(u16 maxId)
 }
 
 // Writes the sorted entries back. A write that fails may have left some entries twice and others not at all:
-// it is made once more before the sort fails, for the way on the file would keep such a table.
+// it is made once more before the sort fails.
 bool WriteEntries(u8 indexFid, u32 tablePos, const u8* entries, u32 bytes)
 {
     u32 status = BXD_ERR_FAIL;
@@ -250,26 +250,27 @@ u32 SortEntries(IndexSortContext* context, u16 count, u16 maxId, u16 sortedEnd, 
 
 }  // namespace
 
-extern "C" {
+namespace bxd {
 
-u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
-             i32 fullSort, i32 match)
+u32 SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
+                 i32 fullSort, i32 match, bool* torn)
 {
+    *torn = false;
     // A card whose equal neighbour would hide it is told by the search condition, which a caller has asked.
     (void)match;
     u32 bytes = count * kIxEntrySize;
-    bxd::HeapBlock entries(bytes + kIxEndMarkSize);
+    HeapBlock entries(bytes + kIxEndMarkSize);
     if (!entries) {
         BxdDebug("FastSort: unexpected NULL trans_ptr\n");
         return 0;
     }
-    if (bxd::ReadExactly(indexFid, tablePos + kIxCountSize, entries.data(), bytes) != BXD_OK) {
+    if (ReadExactly(indexFid, tablePos + kIxCountSize, entries.data(), bytes) != BXD_OK) {
         BxdDebug("FastSort: could not read card id table\n");
         return 0;
     }
     u16 maxId = HighestCard(entries.data(), count);
     if (maxId == 0) { return 0; }
-    bxd::HeapBlock linear(LinearTableSize(maxId));
+    HeapBlock linear(LinearTableSize(maxId));
     if (!linear) {
         BxdDebug("FastSort: could not allocate memory for offset table\n");
         return 0;
@@ -283,8 +284,21 @@ u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16
     IndexSortContext context = {entries.data(), offsets, keys, fullSort, 0, 0, boxFid, indexFid, nullptr};
     u32 place = SortEntries(&context, count, maxId, sortedEnd, first);
     if (place == 0 || WriteEntries(indexFid, tablePos, entries.data(), bytes)) { return place; }
+    *torn = true;
     if (sortedEnd != 0 || count <= kInsertMost) { BxdDebug("FastSort: could not write card id table\n"); }
     return 0;
+}
+
+}  // namespace bxd
+
+extern "C" {
+
+u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
+             i32 fullSort, i32 match)
+{
+    bool torn = false;
+    return bxd::SortInMemory(boxFid, indexFid, count, keys, tablePos, sortedEnd, first, fullSort, match,
+                             &torn);
 }
 
 u32 BxdQSort(IndexSortContext* context)

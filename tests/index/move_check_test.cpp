@@ -158,6 +158,22 @@ TEST_F(MoveCheck, BehindTheLastEntryNothingIsHidden)
     EXPECT_EQ(flags(), (std::vector<u8>{1, 1, 0}));
 }
 
+TEST_F(MoveCheck, WhereTheEndMarkIsMissingNothingIsHiddenEither)
+{
+    makeBox(Readings({20, 20, 20}));
+    Bytes sound = filtered({0, 1, 1}).build();
+    sound.resize(sound.size() - 2);
+    for (const Bytes& left : {Bytes{}, Bytes{0xFF}, Bytes{9, 0}, Bytes{9, 0, 1}}) {
+        Bytes file = sound + left;
+        put(file, kIndex);
+        EXPECT_EQ(check(3, 1), 0u) << left.size();
+        const u32 entry = GetField(file, ix::tablePos) + 2;
+        file[entry + 3] = 1;
+        file[entry + 2 * 4 + 3] = 0;
+        EXPECT_TRUE(SameBytes(file, get(kIndex)));
+    }
+}
+
 // --- moving ----------------------------------------------------------------------------------------------
 
 TEST_F(MoveCheck, AMoveTakesTheFlagsAlong)
