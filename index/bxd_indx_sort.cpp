@@ -21,11 +21,11 @@ u32 FullSortKeys(u8 indexFid, bxd::SortKeys* keys, bool* ordered)
     *ordered = true;
     u32 length = 0;
     u32 pos = 0;
-    u32 status = bxd::FindSortRecord(indexFid, IDXINF_SORT_CODE, &length, &pos);
+    u32 status = bxd::FindIndexRecord(indexFid, IDXINF_SORT_CODE, &length, &pos);
     if (status == BXD_OK) { return bxd::ReadCompiledSort(indexFid, keys); }
     if (status != BXD_ERR_NOTFOUND) { return status; }
 
-    status = bxd::FindSortRecord(indexFid, IDXINF_SORT_EXP, &length, &pos);
+    status = bxd::FindIndexRecord(indexFid, IDXINF_SORT_EXP, &length, &pos);
     if (status != BXD_OK) { return status; }
     *ordered = false;
     return length > kOrderLess ? u32{BXD_ERR_CONDITION} : u32{BXD_OK};

@@ -250,27 +250,25 @@ u32 SortEntries(IndexSortContext* context, u16 count, u16 maxId, u16 sortedEnd, 
 
 }  // namespace
 
-namespace bxd {
-
-u32 SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
-                 i32 fullSort, i32 match, bool* torn)
+u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd,
+                      u16 first, i32 fullSort, i32 match, bool* torn)
 {
     *torn = false;
     // A card whose equal neighbour would hide it is told by the search condition, which a caller has asked.
     (void)match;
     u32 bytes = count * kIxEntrySize;
-    HeapBlock entries(bytes + kIxEndMarkSize);
+    bxd::HeapBlock entries(bytes + kIxEndMarkSize);
     if (!entries) {
         BxdDebug("FastSort: unexpected NULL trans_ptr\n");
         return 0;
     }
-    if (ReadExactly(indexFid, tablePos + kIxCountSize, entries.data(), bytes) != BXD_OK) {
+    if (bxd::ReadExactly(indexFid, tablePos + kIxCountSize, entries.data(), bytes) != BXD_OK) {
         BxdDebug("FastSort: could not read card id table\n");
         return 0;
     }
     u16 maxId = HighestCard(entries.data(), count);
     if (maxId == 0) { return 0; }
-    HeapBlock linear(LinearTableSize(maxId));
+    bxd::HeapBlock linear(LinearTableSize(maxId));
     if (!linear) {
         BxdDebug("FastSort: could not allocate memory for offset table\n");
         return 0;
@@ -288,8 +286,6 @@ u32 SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos,
     if (sortedEnd != 0 || count <= kInsertMost) { BxdDebug("FastSort: could not write card id table\n"); }
     return 0;
 }
-
-}  // namespace bxd
 
 extern "C" {
 

@@ -56,8 +56,8 @@ u32 BxdComp(IndexSortContext* context, u16 n, u16 mode);
 
 namespace bxd {
 
-// FastSort, which also tells whether its last step, the write, has failed: then the table in the file may have
-// some entries twice and others not at all, and no other way of sorting may go on from it.
+// FastSort, which also tells whether its last step, the write, has failed: then the table in the file may
+// have some entries twice and others not at all, and no other way of sorting may go on from it.
 u32 SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
                  i32 fullSort, i32 match, bool* torn);
 

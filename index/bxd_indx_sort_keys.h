@@ -20,9 +20,6 @@ struct SortKeys {
     SortKey keys[kSortKeyArray] = {};
 };
 
-// Either form of the condition as it is stored, an empty record too: 66 where there is none.
-[[nodiscard]] u32 FindSortRecord(u8 indexFid, u8 tag, u32* length, u32* pos);
-
 // The compiled condition of an index: 66 where there is none or an empty one, 69 for one of more than twelve
 // keys or of a length that is not whole keys.
 [[nodiscard]] u32 ReadCompiledSort(u8 indexFid, SortKeys* out);

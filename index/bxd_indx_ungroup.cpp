@@ -111,7 +111,7 @@ private:
     u32 filled_ = 0;  // bytes of entries in the buffer
     u32 cardId_ = 0;  // of the slot looked at
     u32 cards_ = 0;
-    u8 buffer_[kBufferSize];
+    u8 buffer_[kBufferSize] = {};
 };
 
 // Throws the old table away: 0 with the place of the new one, to which tablePos leads once it is to be
