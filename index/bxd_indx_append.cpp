@@ -30,9 +30,7 @@ extern "C" {
 
 u32 _IndexNoAppend(const char* name, BoxHandle box, u16 cardId, u16* position)
 {
-    if (box == nullptr) { return __IndexNoAppend(name, nullptr, cardId, position); }
-    bxd::BoxLease lease(box);
-    return lease ? __IndexNoAppend(name, box, cardId, position) : lease.status();
+    return bxd::WithHandle(box, [&] { return __IndexNoAppend(name, box, cardId, position); });
 }
 
 u32 __IndexNoAppend(const char* name, BoxHandle box, u16 cardId, u16* position)

@@ -24,4 +24,14 @@ private:
     HeapBlock ownTable_;
 };
 
+// Makes a call to which the application may give a handle of the index's box: 71 for a handle that is none.
+// A good one is held for the length of the call.
+template <typename Call>
+u32 WithHandle(BoxHandle handle, Call call)
+{
+    if (handle == nullptr) { return call(); }
+    BoxLease lease(handle);
+    return lease ? call() : lease.status();
+}
+
 }  // namespace bxd

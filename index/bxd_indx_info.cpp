@@ -191,6 +191,16 @@ u32 MakeIndexInfo(u8 fid, u16 tag, const void* data, i16* length)
 
 namespace bxd {
 
+u32 FindIndexRecord(u8 fid, u8 tag, u32* length, u32* dataPos)
+{
+    u32 status = SearchIndexInformation(fid, tag, length, dataPos);
+    if (status != BXD_ERR_OTHER) { return status; }
+    u32 infoPos = 0;
+    status = ReadWord(fid, kIxInfoPos, &infoPos);
+    if (status != BXD_OK) { return status; }
+    return infoPos == kUnset ? u32{BXD_ERR_NOTFOUND} : u32{BXD_ERR_FAIL};
+}
+
 u32 ShiftTable(u8 fid, i32 growth)
 {
     if (growth == 0) { return BXD_OK; }

@@ -62,6 +62,10 @@ constexpr bool IsRecord(u16 tag, u32 length)
     return tag != 0 && tag <= kIxTagMax && length <= BXD_INDEX_RECORD_MAX;
 }
 
+// SearchIndexInformation, which tells an index without an information area, 66 here, from one whose area
+// could not be read, 71.
+[[nodiscard]] u32 FindIndexRecord(u8 fid, u8 tag, u32* length, u32* dataPos);
+
 // A card table behind the records follows them by `growth` bytes.
 [[nodiscard]] u32 ShiftTable(u8 fid, i32 growth);
 

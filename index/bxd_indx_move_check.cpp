@@ -64,17 +64,16 @@ u32 CheckOrder(u8 boxFid, u8 indexFid, u32 entriesPos, bxd::SortKeys* keys, u16 
     return behind == 0 || pivot.compare(behind) == BXD_CMP_BELOW ? u32{BXD_ERR_NOTFOUND} : u32{BXD_OK};
 }
 
+// Where no entry stands, be it that the end mark does or that the file ends, nothing is hidden.
 u32 ReadFlags(u8 indexFid, u32 tablePos, u32 n, u8* flags)
 {
+    *flags = 0;
+    u32 pos = bxd::EntryPosition(tablePos, n);
+    if (!bxd::FileHolds(indexFid, uint64_t{pos} + kIxEntrySize)) { return BXD_OK; }
     u8 entry[kIxEntrySize];
-    u32 got = sizeof entry;
-    u32 status = DataReadFromFile(indexFid, static_cast<i32>(bxd::EntryPosition(tablePos, n)), entry, &got);
-    if (status != BXD_OK) { return status; }
-    switch (bxd::StateOfEntry(entry, got)) {
-    case bxd::EntryState::kEntry: *flags = entry[kIxEntryFlags]; return BXD_OK;
-    case bxd::EntryState::kEndMark: *flags = 0; return BXD_OK;  // nothing is hidden there
-    default: return BXD_ERR_FAIL;
-    }
+    u32 status = bxd::ReadExactly(indexFid, pos, entry, sizeof entry);
+    if (status == BXD_OK && GET_2BYTES(entry) != END_MARK_ID) { *flags = entry[kIxEntryFlags]; }
+    return status;
 }
 
 u32 WriteFlags(u8 indexFid, u32 tablePos, u32 n, u8 flags)

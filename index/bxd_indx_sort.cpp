@@ -20,12 +20,12 @@ u32 FullSortKeys(u8 indexFid, bxd::SortKeys* keys, bool* ordered)
 {
     *ordered = true;
     u32 length = 0;
-    u32 status = SearchIndexInformation(indexFid, IDXINF_SORT_CODE, &length, nullptr);
+    u32 pos = 0;
+    u32 status = bxd::FindIndexRecord(indexFid, IDXINF_SORT_CODE, &length, &pos);
     if (status == BXD_OK) { return bxd::ReadCompiledSort(indexFid, keys); }
-    if (status != BXD_ERR_NOTFOUND && status != BXD_ERR_OTHER) { return status; }
+    if (status != BXD_ERR_NOTFOUND) { return status; }
 
-    status = SearchIndexInformation(indexFid, IDXINF_SORT_EXP, &length, nullptr);
-    if (status == BXD_ERR_OTHER) { return BXD_ERR_NOTFOUND; }
+    status = bxd::FindIndexRecord(indexFid, IDXINF_SORT_EXP, &length, &pos);
     if (status != BXD_OK) { return status; }
     *ordered = false;
     return length > kOrderLess ? u32{BXD_ERR_CONDITION} : u32{BXD_OK};
@@ -132,9 +132,7 @@ extern "C" {
 
 u32 _IndexSort(const char* name, BoxHandle box)
 {
-    if (box == nullptr) { return __IndexSort(name, nullptr); }
-    bxd::BoxLease lease(box);
-    return lease ? __IndexSort(name, box) : lease.status();
+    return bxd::WithHandle(box, [&] { return __IndexSort(name, box); });
 }
 
 u32 __IndexSort(const char* name, BoxHandle box)
@@ -192,8 +190,10 @@ u32 ExecSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16
              i32 fullSort, i32 match)
 {
     if (count == 1) { return 1; }
-    u32 place = FastSort(boxFid, indexFid, count, keys, tablePos, sortedEnd, first, fullSort, match);
-    if (place != 0) { return place; }
+    bool torn = false;
+    u32 place =
+        bxd::SortInMemory(boxFid, indexFid, count, keys, tablePos, sortedEnd, first, fullSort, match, &torn);
+    if (place != 0 || torn) { return place; }
     return bxd::SortOnFile(boxFid, indexFid, count, keys, tablePos, sortedEnd, first);
 }
 }

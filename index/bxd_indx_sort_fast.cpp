@@ -215,7 +215,7 @@ u32 LinearTableSize(u16 maxId)
 }
 
 // Writes the sorted entries back. A write that fails may have left some entries twice and others not at all:
-// it is made once more before the sort fails, for the way on the file would keep such a table.
+// it is made once more before the sort fails.
 bool WriteEntries(u8 indexFid, u32 tablePos, const u8* entries, u32 bytes)
 {
     u32 status = BXD_ERR_FAIL;
@@ -250,11 +250,10 @@ u32 SortEntries(IndexSortContext* context, u16 count, u16 maxId, u16 sortedEnd, 
 
 }  // namespace
 
-extern "C" {
-
-u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
-             i32 fullSort, i32 match)
+u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd,
+                      u16 first, i32 fullSort, i32 match, bool* torn)
 {
+    *torn = false;
     // A card whose equal neighbour would hide it is told by the search condition, which a caller has asked.
     (void)match;
     u32 bytes = count * kIxEntrySize;
@@ -283,8 +282,19 @@ u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16
     IndexSortContext context = {entries.data(), offsets, keys, fullSort, 0, 0, boxFid, indexFid, nullptr};
     u32 place = SortEntries(&context, count, maxId, sortedEnd, first);
     if (place == 0 || WriteEntries(indexFid, tablePos, entries.data(), bytes)) { return place; }
+    *torn = true;
     if (sortedEnd != 0 || count <= kInsertMost) { BxdDebug("FastSort: could not write card id table\n"); }
     return 0;
+}
+
+extern "C" {
+
+u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
+             i32 fullSort, i32 match)
+{
+    bool torn = false;
+    return bxd::SortInMemory(boxFid, indexFid, count, keys, tablePos, sortedEnd, first, fullSort, match,
+                             &torn);
 }
 
 u32 BxdQSort(IndexSortContext* context)

@@ -10,7 +10,7 @@
 //   up to 8             binary insertion
 //   9 and more          quicksort; insertion sort of its short ranges
 //
-// The file is written once, at the end: a sort that fails here has changed nothing.
+// The file is written once, at the end: a sort that fails before that has changed nothing.
 #pragma once
 
 #include "index/bxd_indx_sort_keys.h"
@@ -53,3 +53,12 @@ void BxdSwap(IndexSortContext* context, u16 a, u16 b);
 // Whether the card of entry n stands to the pivot as `mode` asks.
 u32 BxdComp(IndexSortContext* context, u16 n, u16 mode);
 }
+
+namespace bxd {
+
+// FastSort, which also tells whether its last step, the write, has failed: then the table in the file may
+// have some entries twice and others not at all, and no other way of sorting may go on from it.
+u32 SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
+                 i32 fullSort, i32 match, bool* torn);
+
+}  // namespace bxd

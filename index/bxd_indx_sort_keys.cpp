@@ -12,14 +12,8 @@ constexpr u32 kTextKey = 6;  // bytes of a key in the application's form
 // A record with data: 66 where it is absent or empty.
 u32 FindRecord(u8 indexFid, u8 tag, u32* length, u32* pos)
 {
-    u32 status = SearchIndexInformation(indexFid, tag, length, pos);
-    if (status == BXD_OK && *length == 0) { return BXD_ERR_NOTFOUND; }
-    if (status != BXD_ERR_OTHER) { return status; }
-    // No information area, no records; or its position could not be read, which must not look like that.
-    u32 infoPos = 0;
-    status = bxd::ReadWord(indexFid, kIxInfoPos, &infoPos);
-    if (status != BXD_OK) { return status; }
-    return infoPos == kUnset ? u32{BXD_ERR_NOTFOUND} : u32{BXD_ERR_FAIL};
+    u32 status = bxd::FindIndexRecord(indexFid, tag, length, pos);
+    return status == BXD_OK && *length == 0 ? u32{BXD_ERR_NOTFOUND} : status;
 }
 
 }  // namespace

@@ -111,7 +111,7 @@ private:
     u32 filled_ = 0;  // bytes of entries in the buffer
     u32 cardId_ = 0;  // of the slot looked at
     u32 cards_ = 0;
-    u8 buffer_[kBufferSize];
+    u8 buffer_[kBufferSize] = {};
 };
 
 // Throws the old table away: 0 with the place of the new one, to which tablePos leads once it is to be
@@ -159,9 +159,7 @@ extern "C" {
 
 u32 _IndexUnGroup(const char* name, BoxHandle box)
 {
-    if (box == nullptr) { return __IndexUnGroup(name, nullptr); }
-    bxd::BoxLease lease(box);
-    return lease ? __IndexUnGroup(name, box) : lease.status();
+    return bxd::WithHandle(box, [&] { return __IndexUnGroup(name, box); });
 }
 
 u32 __IndexUnGroup(const char* name, BoxHandle box)
@@ -171,6 +169,8 @@ u32 __IndexUnGroup(const char* name, BoxHandle box)
     if (status != BXD_OK) { return status; }
     bxd::IndexHome home;
     status = home.open(index.fid(), name, box);
-    return status == BXD_OK ? FillTable(home, index.fid()) : status;
+    if (status == BXD_OK) { status = FillTable(home, index.fid()); }
+    // A host that fails without a number of its own is no refusal to the caller.
+    return status == BXD_ERR_OTHER ? u32{BXD_ERR_FAIL} : status;
 }
 }

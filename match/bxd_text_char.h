@@ -6,8 +6,6 @@
 //   UTF-8       .. E3 81 | 82      the end cuts the character: it is 0xFFFD and takes what is left
 #pragma once
 
-#include <cstring>
-
 #include "match/bxd_sort_code.h"
 
 namespace bxd {
@@ -15,10 +13,7 @@ namespace bxd {
 constexpr u32 kUtf8Longest = 3;
 
 // The search code of a sort code of a Shift-JIS character.
-inline u16 SearchCodeSjis(u16 sortCode)
-{
-    return static_cast<u16>(sortCode & mask_code_table[sortCode >> 12]);
-}
+inline u16 SearchCodeSjis(u16 sortCode) { return static_cast<u16>(SearchCode(sortCode)); }
 inline u16 SearchCodeUtf8(u16 sortCode) { return static_cast<u16>(SearchCodeConverterUtf8(sortCode)); }
 
 // The sort code of the Shift-JIS character at s, of which there are `left` bytes, 1 at least. Behind the last
@@ -30,27 +25,14 @@ inline u16 SortCodeSjis(const u8* s, u32 left, u8 behind, u16* used)
     return static_cast<u16>(SortConvChar(alone, used));
 }
 
-// The UTF-8 character at s through one of the two converters. *used is never more than `left`.
-template <typename Converter>
-u16 ConvertUtf8(Converter convert, const u8* s, u32 left, u16* used)
-{
-    if (left >= kUtf8Longest || GetBytesUtf8(static_cast<signed char>(*s)) <= left) {
-        return static_cast<u16>(convert(s, used));
-    }
-    // No continuation byte follows here, so that it comes out as malformed.
-    u8 cut[kUtf8Longest] = {};
-    std::memcpy(cut, s, left);
-    u16 code = static_cast<u16>(convert(cut, used));
-    *used = static_cast<u16>(left);
-    return code;
-}
+// The UTF-8 character at s, of which there are `left` bytes, 1 at least. *used is never more than those.
 inline u16 SortCodeUtf8(const u8* s, u32 left, u16* used)
 {
-    return ConvertUtf8(SortConvCharUtf8, s, left, used);
+    return static_cast<u16>(SortCodeAtUtf8(s, left, used));
 }
 inline u16 CodePointUtf8(const u8* s, u32 left, u16* used)
 {
-    return ConvertUtf8(SortConvCharUtf8Bin, s, left, used);
+    return static_cast<u16>(CodePointAtUtf8(s, left, used));
 }
 
 }  // namespace bxd

@@ -357,11 +357,12 @@ BXD_API u32 DecIndexCount(u8 fid);
  *
  *   0    sorted; or the condition is empty and there is no order to make
  *   64   the index cannot be opened or is none; its box is not named or cannot be opened
- *   66   the index has no sort condition
+ *   66   the index has no sort condition, or the box has no items
  *   68   the storage is too full
  *   69   the condition stands there in the application's form only, or has more than twelve keys
  *   71   a card could not be compared (damaged, or no memory for a long text), the table does not lie in the
- *        file, or a read or write failed. Every entry is still in the table once
+ *        file, or a read or write failed. Every entry is still in the table once, unless the write of the
+ *        sorted table failed twice: then some entries may stand there twice and others not at all
  *   225  the index has no table or no entry
  *   254  the sort has failed at a value without a place in the box, and the index is barred: it cannot be
  *        opened any more
@@ -391,6 +392,7 @@ BXD_API u32 _IndexNoAppend(const char* name, BoxHandle box, u16 cardId, u16* pos
  *
  *   0    filled
  *   64   the index cannot be opened or is none; its box is not named or cannot be opened
+ *   66   the box has no items, or no item ATTR; the table is as it was
  *   71   a read or write failed, or the tables or a card of the box are damaged. The index has no usable
  *        table then and needs another call
  *   225  the box has no cards; the index has no table

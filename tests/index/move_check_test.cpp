@@ -115,6 +115,19 @@ TEST_F(MoveCheck, ACardThatIsNotThereForbidsTheMove)
     EXPECT_EQ(check(3, 5), 0u);
 }
 
+// The card is found and lacks the item.
+TEST_F(MoveCheck, ACardThatCannotBeComparedForbidsNothing)
+{
+    BoxBuilder box = BoxOf(Readings({10, 20, 20, 20, 30}));
+    box.card(6, {});
+    put(box.build());
+    putIndex(indexBy(kByReading).entries(EntriesOf({1, 6, 2, 5, 6, 3})));
+    EXPECT_EQ(check(4, 3), 66u) << "30 in front of 20";
+    EXPECT_EQ(check(4, 2), 0u) << "behind 10 and in front of what is not known";
+    EXPECT_EQ(check(1, 6), 0u) << "behind what is not known and in front of 20";
+    EXPECT_EQ(check(2, 1), 66u) << "it is to move itself";
+}
+
 // --- hidden entries --------------------------------------------------------------------------------------
 
 TEST_F(MoveCheck, AVisibleEntryHandsItsPlaceToAHiddenFollower)
@@ -156,6 +169,22 @@ TEST_F(MoveCheck, BehindTheLastEntryNothingIsHidden)
     putIndex(filtered({0, 1, 1}));
     EXPECT_EQ(check(3, 1), 0u);
     EXPECT_EQ(flags(), (std::vector<u8>{1, 1, 0}));
+}
+
+TEST_F(MoveCheck, WhereTheEndMarkIsMissingNothingIsHiddenEither)
+{
+    makeBox(Readings({20, 20, 20}));
+    Bytes sound = filtered({0, 1, 1}).build();
+    sound.resize(sound.size() - 2);
+    for (const Bytes& left : {Bytes{}, Bytes{0xFF}, Bytes{9, 0}, Bytes{9, 0, 1}}) {
+        Bytes file = sound + left;
+        put(file, kIndex);
+        EXPECT_EQ(check(3, 1), 0u) << left.size();
+        const u32 entry = GetField(file, ix::tablePos) + 2;
+        file[entry + 3] = 1;
+        file[entry + 2 * 4 + 3] = 0;
+        EXPECT_TRUE(SameBytes(file, get(kIndex)));
+    }
 }
 
 // --- moving ----------------------------------------------------------------------------------------------

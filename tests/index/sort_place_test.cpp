@@ -371,6 +371,28 @@ TEST_F(SortPlace, OneWithACardOrNeighbourThatIsNotThereIs66)
     }
 }
 
+// A card that is found and cannot be compared, for it lacks the item: before the entry it tells nothing,
+// behind it the place is unknown.
+TEST_F(SortPlace, OneBesideACardThatCannotBeCompared)
+{
+    BoxBuilder box = BoxOf(Readings({10, 20, 30, 30, 40, 50, 5, 30, 60, 45}));
+    box.card(11, {});
+    put(box.build());
+    putIndex(EntriesOf({11, 3, 4}));
+    EXPECT_EQ(one(3), 0u);
+    EXPECT_EQ(entries()[1], (IndexEntry{3, 0x55, 0}));
+    putIndex(EntriesOf({5, 11, 3}));  // the last, and no card before it is above
+    EXPECT_EQ(one(3), 0u);
+    EXPECT_EQ(order(), (std::vector<u32>{5, 11, 3}));
+    for (const std::vector<u32>& ids : {std::vector<u32>{3, 11, 4}, {5, 3, 11}, {1, 11}}) {
+        const Bytes before = indexBy(kByReading).entries(EntriesOf(ids)).build();
+        put(before, kIndex);
+        EXPECT_EQ(one(static_cast<u16>(ids[1] == 11 ? ids[0] : 3)), 66u);
+        EXPECT_EQ(one(11), 66u) << "it is no pivot";
+        EXPECT_TRUE(SameBytes(before, get(kIndex)));
+    }
+}
+
 TEST_F(SortPlace, OneThatCannotBePlacedIs71AndIsAtTheEnd)
 {
     // The card moves to the end; among the rest it meets a card that is not there.

@@ -161,6 +161,17 @@ TEST_F(UnGroup, OfAFileThatIsNoIndexOrHasNoBoxIs64)
     EXPECT_TRUE(SameBytes(before, get(kIndex)));
 }
 
+TEST_F(UnGroup, OfABoxThatDoesNotTellAttributesIs66AndKeepsTheTable)
+{
+    const Bytes before = indexBy(kByReading).entry(1).build();
+    for (const Bytes& box : {NewBoxImage("TEST"), BoxBuilder({{1, 0, "NAME", "name"}}).build()}) {
+        put(box);
+        put(before, kIndex);
+        EXPECT_EQ(ungroup(), 66u);
+        EXPECT_TRUE(SameBytes(before, get(kIndex)));
+    }
+}
+
 TEST_F(UnGroup, ThenASortMakesTheOrder)
 {
     makeBox(Readings({3, 1, 2}));

@@ -15,7 +15,28 @@ Bytes Padded(Bytes value, size_t size)
     return value;
 }
 
-using SortPivot = SortCase;
+class SortPivot : public SortCase {
+protected:
+    struct FirstCase {
+        Bytes text;
+        u32 first;
+    };
+
+    // What the two items of Shift-JIS text hold as their first character under these codes.
+    void expectFirstOfSjis(const std::vector<u8>& codes, const std::vector<FirstCase>& cases)
+    {
+        for (u32 type : {1u, 16u}) {
+            for (u8 code : codes) {
+                for (const auto& [text, first] : cases) {
+                    storeValues(type, {text});
+                    Pivot pivot(type, code);
+                    ASSERT_NE(MakeSortCondition(fid(), at(0), pivot.keys()), 0u);
+                    EXPECT_EQ(GET_2BYTES(pivot->first), first);
+                }
+            }
+        }
+    }
+};
 
 TEST_F(SortPivot, HoldsPlaceLengthAndHeadOfEveryItem)
 {
@@ -100,42 +121,27 @@ TEST_F(SortPivot, WhatIsNoTextHasNoTail)
 
 TEST_F(SortPivot, TheFirstCharacterOfAShiftJisTextInBinaryOrderIsItsBytes)
 {
-    struct {
-        Bytes text;
-        u32 first;
-    } const cases[] = {{B("ab"), 0x6100},      {B("a"), 0x6100},       {{0x82, 0xA0}, 0x82A0},
-                       {{0xB6, 0xDE}, 0xB6DE}, {{0xB6, 0xDF}, 0xB600}, {{0xCA, 0xDF}, 0xCADF},
-                       {{0x82}, 0x8200},       {{0x82, 0x20}, 0x8200}, {{0xFF, 0xFF}, 0xFF00}};
-    for (u32 type : {1u, 16u}) {
-        for (u8 code : {u8{0x82}, u8{0x83}, u8{0x8C}, u8{0x8D}}) {
-            for (const auto& [text, first] : cases) {
-                storeValues(type, {text});
-                Pivot pivot(type, code);
-                ASSERT_NE(MakeSortCondition(fid(), at(0), pivot.keys()), 0u);
-                EXPECT_EQ(GET_2BYTES(pivot->first), first);
-            }
-        }
-    }
+    expectFirstOfSjis({0x82, 0x83, 0x8C, 0x8D}, {{B("ab"), 0x6100},
+                                                 {B("a"), 0x6100},
+                                                 {{0x82, 0xA0}, 0x82A0},
+                                                 {{0xB6, 0xDE}, 0xB6DE},
+                                                 {{0xB6, 0xDF}, 0xB600},
+                                                 {{0xCA, 0xDF}, 0xCADF},
+                                                 {{0x82}, 0x8200},
+                                                 {{0x82, 0x20}, 0x8200},
+                                                 {{0xFF, 0xFF}, 0xFF00}});
 }
 
 TEST_F(SortPivot, TheFirstCharacterOfAShiftJisTextByLanguageIsItsSortCode)
 {
-    struct {
-        Bytes text;
-        u32 first;
-    } const cases[] = {{B("a"), 0x4040},       {B("A!"), 0x4043},      {B("0"), 0x3040},
-                       {{0x82, 0xA9}, 0x5163}, {{0xB6, 0xDE}, 0x5165}, {{0xB6, 'x'}, 0x5160},
-                       {{0xB6}, 0x5160},       {{0x83, 0x4B}, 0x5169}};
-    for (u32 type : {1u, 16u}) {
-        for (u8 code : {u8{0x80}, u8{0x81}}) {
-            for (const auto& [text, first] : cases) {
-                storeValues(type, {text});
-                Pivot pivot(type, code);
-                ASSERT_NE(MakeSortCondition(fid(), at(0), pivot.keys()), 0u);
-                EXPECT_EQ(GET_2BYTES(pivot->first), first);
-            }
-        }
-    }
+    expectFirstOfSjis({0x80, 0x81}, {{B("a"), 0x4040},
+                                     {B("A!"), 0x4043},
+                                     {B("0"), 0x3040},
+                                     {{0x82, 0xA9}, 0x5163},
+                                     {{0xB6, 0xDE}, 0x5165},
+                                     {{0xB6, 'x'}, 0x5160},
+                                     {{0xB6}, 0x5160},
+                                     {{0x83, 0x4B}, 0x5169}});
 }
 
 TEST_F(SortPivot, TheFirstCharacterOfAUtf8TextIsItsCodePointOrSortCode)

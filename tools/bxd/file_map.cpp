@@ -100,12 +100,16 @@ private:
     // A whole area of one part that a position of the header leads to.
     void AddArea(const char* what, u32 at, uint64_t size, Part part);
     Step Broken(uint64_t at, uint64_t limit, const std::string& text);
+    // The header, whole or what there is of it: false for the latter.
+    bool MapHeader(std::size_t bytes);
+    // Pieces one behind the other up to the one that closes the area. `piece` maps the one at a place and
+    // moves the place behind it.
+    template <typename Piece>
+    void MapPieces(const char* what, uint64_t begin, uint64_t limit, Piece piece);
 
     void MapBox();
-    void MapChain(uint64_t begin);
     Step MapCard(uint64_t* at);
     void MapIndex();
-    void MapRecords(uint64_t begin, uint64_t limit);
     Step MapRecord(uint64_t* at, uint64_t limit);
     void MapTable(uint64_t begin);
     Step MapEntry(uint64_t* at, u32 number, u32 count);
@@ -217,33 +221,41 @@ Mapper::Step Mapper::MapCard(uint64_t* at)
     return kGoesOn;
 }
 
-void Mapper::MapChain(uint64_t begin)
+bool Mapper::MapHeader(std::size_t bytes)
+{
+    map_.header = Bytes(0, bytes);
+    Add(0, bytes, Part::kHeader);
+    CloseArea(0, bytes);
+    const bool whole = map_.header.size() == bytes;
+    if (!whole) { Note(map_.header.size(), "the file ends in its header"); }
+    return whole;
+}
+
+template <typename Piece>
+void Mapper::MapPieces(const char* what, uint64_t begin, uint64_t limit, Piece piece)
 {
     if (begin >= size_) {
-        Note(begin, "the chain of cards should begin here, outside the file");
+        Note(begin, std::string("the ") + what + " should begin here, outside the file");
         return;
     }
     uint64_t at = begin;
     Step step = kGoesOn;
-    while (step == kGoesOn) { step = MapCard(&at); }
-    CloseArea(begin, step == kClosed ? at : size_);
+    while (step == kGoesOn) { step = piece(&at); }
+    CloseArea(begin, step == kClosed ? at : limit);
 }
 
 void Mapper::MapBox()
 {
-    map_.header = Bytes(0, kBoxHeader);
-    Add(0, kBoxHeader, Part::kHeader);
-    CloseArea(0, kBoxHeader);
-    if (map_.header.size() < kBoxHeader) {
-        Note(map_.header.size(), "the file ends in its header");
-        return;
-    }
+    if (!MapHeader(kBoxHeader)) { return; }
     const auto field = [this](std::size_t at) { return WordAt(map_.header, at); };
     AddArea("default offset table", field(kOffsetTableAt), kOffsetTableBytes, Part::kOffsetTable);
     if (field(kItemOffsetAt) != kPositionUnset) {
         AddArea("item table", field(kItemOffsetAt), field(kItemSizeAt), Part::kItemTable);
     }
-    if (field(kCardOffsetAt) != kPositionUnset) { MapChain(field(kCardOffsetAt)); }
+    if (field(kCardOffsetAt) != kPositionUnset) {
+        MapPieces("chain of cards", field(kCardOffsetAt), size_,
+                  [this](uint64_t* at) { return MapCard(at); });
+    }
 }
 
 // Maps the record or the end byte at *at and moves *at behind it.
@@ -271,18 +283,6 @@ Mapper::Step Mapper::MapRecord(uint64_t* at, uint64_t limit)
     Add(*at, total, Part::kRecord, head[0]);
     *at += total;
     return kGoesOn;
-}
-
-void Mapper::MapRecords(uint64_t begin, uint64_t limit)
-{
-    if (begin >= size_) {
-        Note(begin, "the information area should begin here, outside the file");
-        return;
-    }
-    uint64_t at = begin;
-    Step step = kGoesOn;
-    while (step == kGoesOn) { step = MapRecord(&at, limit); }
-    CloseArea(begin, step == kClosed ? at : limit);
 }
 
 // Maps entry `number` of `count`, or what stands behind the last, and moves *at behind it.
@@ -323,18 +323,14 @@ void Mapper::MapTable(uint64_t begin)
 
 void Mapper::MapIndex()
 {
-    map_.header = Bytes(0, kIndexHeader);
-    Add(0, kIndexHeader, Part::kHeader);
-    CloseArea(0, kIndexHeader);
-    if (map_.header.size() < kIndexHeader) {
-        Note(map_.header.size(), "the file ends in its header");
-        return;
-    }
+    if (!MapHeader(kIndexHeader)) { return; }
     const u32 table = WordAt(map_.header, kIndexTablePosAt);
     const u32 info = WordAt(map_.header, kIndexInfoPosAt);
     if (info != kPositionUnset) {
         const bool before = table != kPositionUnset && table > info;
-        MapRecords(info, before ? std::min<uint64_t>(table, size_) : size_);
+        const uint64_t limit = before ? std::min<uint64_t>(table, size_) : size_;
+        MapPieces("information area", info, limit,
+                  [this, limit](uint64_t* at) { return MapRecord(at, limit); });
     }
     if (table != kPositionUnset) { MapTable(table); }
 }
