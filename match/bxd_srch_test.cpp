@@ -19,11 +19,11 @@ constexpr u32 kBudgetMax = 0xFFFF;
 
 bool EndsText(const u8* s) { return s[0] == 0 || (s[0] == BXD_OP_MARK && s[1] < kFirstLetter); }
 
-// The bytes from s on that a character may take. The text's end ends it, also within the character.
+// The bytes from s on that a character may take: the terminator ends a text also within one.
 u32 BytesOfText(const u8* s)
 {
     u32 count = 1;
-    while (count < kCharacterMax && !EndsText(s + count)) { ++count; }
+    while (count < kCharacterMax && s[count] != 0) { ++count; }
     return count;
 }
 
