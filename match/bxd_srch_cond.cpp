@@ -102,12 +102,12 @@ u32 ConvertSearchCondition(u8 fileId, const u8* in, u8* out, i32 boxId, u32* out
         in = expanded;
     }
     u8 flags = 0;
-    u8* end = out + 1;
-    const u8* last = out + kConditionCodeMax - 1;  // where a terminator still finds room
-    if (DoConvSrchCond(&in, &end, &flags, table.data(), last) != 0) { return BXD_ERR_CONDITION; }
-    *end++ = 0;
+    u8* at = out + 1;
+    const u8* end = out + kConditionCodeMax;
+    if (DoConvSrchCond(&in, &at, &flags, table.data(), end) != 0 || at == end) { return BXD_ERR_CONDITION; }
+    *at++ = 0;
     out[0] = flags;
-    *outLen = static_cast<u32>(end - out);
+    *outLen = static_cast<u32>(at - out);
     return BXD_OK;
 }
 

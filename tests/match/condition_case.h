@@ -73,8 +73,10 @@ struct Compiled {
 
 inline std::ostream& operator<<(std::ostream& out, const Compiled& compiled)
 {
-    out << "status " << compiled.status << ", flags " << u32{compiled.flags} << ", code" << std::hex;
-    for (u8 byte : compiled.code) { out << ' ' << u32{byte}; }
+    out << "status " << compiled.status << ", flags " << u32{compiled.flags} << ", " << compiled.code.size()
+        << " bytes" << std::hex;
+    const size_t shown = std::min<size_t>(compiled.code.size(), 100);
+    for (size_t n = 0; n < shown; ++n) { out << ' ' << u32{compiled.code[n]}; }
     return out << std::dec;
 }
 
@@ -103,7 +105,7 @@ protected:
         if (length < kConditionCodeMax) { EXPECT_EQ(out.data()[length], 0xCC); }
         return {0, out.data()[0], Bytes(out.data() + 1, out.data() + length - 1)};
     }
-    Compiled convert(const Bytes& text) const { return convert(text, fid(), 0); }
+    Compiled convert(const Bytes& text) const { return convert(text, fid(), kNoFile); }
 
     // For a search, with a budget of exactly the room.
     static Compiled search(const Bytes& text, u32 budget = kConditionCodeMax)
@@ -112,7 +114,9 @@ protected:
         const Exactly out(Bytes(budget, 0xCC));
         u8 flags = 0xCC;
         const Exactly in(text + slack());
-        if (SearchConvCondition(in.data(), out.data(), table.data(), budget, &flags) == 0) { return kRefused; }
+        if (SearchConvCondition(in.data(), out.data(), table.data(), budget, &flags) == 0) {
+            return kRefused;
+        }
         // The compiled form may hold zeros: it ends before the bytes that were not written.
         u32 length = budget;
         while (length > 1 && out.data()[length - 1] == 0xCC) { --length; }

@@ -120,7 +120,9 @@ TEST_F(SearchCondition, AnItemOfAnyTypeIsFoundAndNoOther)
         expectBoth(Tag(type) + TextTest(0x90, "x"), Head(type) + ByCode(0x90, "x"));
     }
     expectBoth(B("t001") + TextTest(0x90, "x"), Head(1) + ByCode(0x90, "x"));
-    for (const char* tag : {"NONE", "T0O1", "T021", "(001", ")001"}) { expectNone(B(tag) + TextTest(0x90, "x")); }
+    for (const char* tag : {"NONE", "T0O1", "T021", "(001", ")001"}) {
+        expectNone(B(tag) + TextTest(0x90, "x"));
+    }
 }
 
 TEST_F(SearchCondition, AClauseHasATest)
@@ -140,8 +142,8 @@ TEST_F(SearchCondition, ClausesAreJoinedByConnectors)
     const Bytes codeTwo = Head(1) + ByCode(0x92, "x");
     expectBoth(Join({one, Op(0x86), two}), Join({codeOne, {0x86}, codeTwo}), 2, 0);
     expectBoth(Join({two, Op(0x87), one}), Join({codeTwo, {0x87}, codeOne}), 2, 2);
-    expectBoth(Join({two, Op(0x86), one, Op(0x87), two}), Join({codeTwo, {0x86}, codeOne, {0x87}, codeTwo}), 2,
-               2);
+    expectBoth(Join({two, Op(0x86), one, Op(0x87), two}), Join({codeTwo, {0x86}, codeOne, {0x87}, codeTwo}),
+               2, 2);
     // The text may end behind a connector.
     expectBoth(one + Op(0x86), codeOne + Bytes{0x86}, 2, 0);
     for (u32 op = 1; op < 256; ++op) {
@@ -158,8 +160,8 @@ TEST_F(SearchCondition, TestsOfAClauseAreJoinedByConnectors)
     const Bytes code = Join({Head(6), codeBits, {0x84}, codeBits, {0x85}, Binary(0x91, "q")});
     expectBoth(text, code, 2, 2);
     expectBoth(Join({Tag(6), bits, Op(0x84), Op(0x9F)}), Join({Head(6), codeBits, {0x84, 0x15, 0x9F}}), 2, 0);
-    expectBoth(Join({Tag(6), Op(0x94), Op(0x85), Op(0x94)}),
-               Join({Head(6), {0x15, 0x94, 0x85, 0x15, 0x94}}), 3, 3);
+    expectBoth(Join({Tag(6), Op(0x94), Op(0x85), Op(0x94)}), Join({Head(6), {0x15, 0x94, 0x85, 0x15, 0x94}}),
+               3, 3);
 }
 
 TEST_F(SearchCondition, ATextBehindAConnectorRepeatsTheTest)
@@ -169,9 +171,19 @@ TEST_F(SearchCondition, ATextBehindAConnectorRepeatsTheTest)
     const Bytes text =
         Join({Tag(17), Op(0x95), TextTest(0x91, "a", 17), Op(0x84), B("bc"), Op(0x85), B("d"), Op(0x84),
               TextTest(0x92, "e", 17), Op(0x85), B("f"), Op(0x86), Tag(1), Op(0x9E)});
-    const Bytes code =
-        Join({Head(17), Binary(0x91, "a", 17), {0x84}, Binary(0x91, "bc", 17), {0x85}, Binary(0x91, "d", 17),
-              {0x84}, ByCode(0x92, "e", 17), {0x85}, ByCode(0x92, "f", 17), {0x86}, Head(1), {0x15, 0x9E}});
+    const Bytes code = Join({Head(17),
+                             Binary(0x91, "a", 17),
+                             {0x84},
+                             Binary(0x91, "bc", 17),
+                             {0x85},
+                             Binary(0x91, "d", 17),
+                             {0x84},
+                             ByCode(0x92, "e", 17),
+                             {0x85},
+                             ByCode(0x92, "f", 17),
+                             {0x86},
+                             Head(1),
+                             {0x15, 0x9E}});
     expectBoth(text, code, 2, 2);
     // Where nothing follows the connector, an empty text does.
     expectBoth(Join({Tag(1), TextTest(0x92, "a"), Op(0x84)}),
@@ -209,10 +221,7 @@ TEST_F(SearchCondition, TheLiveBitOfAnAttributeIsTurned)
     expectBoth(B("    ") + TestOf(0x88, 6, {0x40, 0x40}), {0xFF, 0xFF, 0x15, 0x88, 6, 0x40, 0x40}, 6, 6);
 }
 
-TEST_F(SearchCondition, AnEmptyOneHasNoClause)
-{
-    expectBoth({}, {});
-}
+TEST_F(SearchCondition, AnEmptyOneHasNoClause) { expectBoth({}, {}); }
 
 // --- what only one of them takes -------------------------------------------------------------------------
 
@@ -233,7 +242,8 @@ TEST_F(SearchCondition, ForAnIndexParenthesesGoThrough)
         {Join({open, clause, close, clause}), Join({open, code, close, code})},
         {Join({open, clause, close, open, clause, close}), Join({open, code, close, open, code, close})},
         {Join({Tag(18), open, test, close}), Join({Head(18), open, codeTest, close})},
-        {Join({Tag(18), open, open, test, close, close}), Join({Head(18), open, open, codeTest, close, close})},
+        {Join({Tag(18), open, open, test, close, close}),
+         Join({Head(18), open, open, codeTest, close, close})},
         {Join({Tag(18), open, test, Op(0x84), test, close, Op(0x85), open, test, close}),
          Join({Head(18), open, codeTest, {0x84}, codeTest, close, {0x85}, open, codeTest, close})},
         {Join({Tag(18), open, test, close, test}), Join({Head(18), open, codeTest, close, codeTest})},
@@ -241,11 +251,13 @@ TEST_F(SearchCondition, ForAnIndexParenthesesGoThrough)
          Join({Head(18), open, codeTest, close, open, codeTest, close})},
         {Join({Tag(18), open, test, close, Op(0x86), clause}),
          Join({Head(18), open, codeTest, close, {0x86}, code})},
-        {Join({open, Tag(18), open, test, close, close}), Join({open, Head(18), open, codeTest, close, close})}};
+        {Join({open, Tag(18), open, test, close, close}),
+         Join({open, Head(18), open, codeTest, close, close})}};
     for (const auto& [text, want] : cases) {
         const Compiled compiled = convert(text);
-        const bool connected = std::find(text.begin(), text.end(), 0xFE) != text.end() &&
-                               std::any_of(text.begin(), text.end(), [](u8 b) { return b >= 0x84 && b <= 0x87; });
+        const bool connected =
+            std::find(text.begin(), text.end(), 0xFE) != text.end() &&
+            std::any_of(text.begin(), text.end(), [](u8 b) { return b >= 0x84 && b <= 0x87; });
         EXPECT_EQ(compiled, (Compiled{0, static_cast<u8>(connected ? 2 : 0), want}));
         EXPECT_EQ(search(text), kRefused);
     }
