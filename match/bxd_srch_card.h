@@ -21,20 +21,20 @@ extern "C" {
 //   itemTable   the box's; looked at by clauses on all items only, which are false with null
 //   info        or null. In: info[2] the card's stored attribute. Out: info[0] the number of the item and
 //               info[1] the operator of the last test, 0 where there was none
-//   useAttr     other than 0: tests on item 1 go to info[2], and the file is not read for them
+//   useAttr     other than 0, with info: tests on item 1 go to info[2], whatever the file has
 //   emptyFalse  other than 0: 9E is false, and 9F true, for an item without value
 u32 SearchCmpCardCore(u8 boxId, i32 cardAddr, const u8* cond, u32 otherCard, const u8* itemTable, u8* info,
                       u32 useAttr, u32 emptyFalse);
 
-// A test of bits: value[0] is the mask, value[1] what the masked bits must be (0x88) or must not be (0x89).
+// A test of bits in memory: value[0] is the mask, value[1] what the masked bits must be (0x88) or must not be (0x89).
 // Any other operator is false.
 u32 SearchCmpAttr(u8 attr, const u8* value, u8 op);
 
 // A compare of texts (bxd_srch_text.h).
 typedef u32 (*SearchCompare)(const u8* text, const u8* value, u16 len);
 
-// Reads the `len` bytes at addr and gives what the compare says of them and of the text value at `value`,
-// its data behind the length; 0 where they cannot be read or there is no memory. A byte 0 stands behind what
-// the compare gets; for no bytes it gets null.
+// Reads the `len` bytes at addr and gives what the compare says of them and of the text at `value`, behind
+// its length; 0 where they cannot be read or there is no memory. A byte 0 stands behind what the compare
+// gets; for no bytes it gets null.
 u32 StringReadAndComp(u8 boxId, i32 addr, u16 len, const u8* value, SearchCompare compare);
 }
