@@ -55,9 +55,7 @@ TEST_F(SearchField, AnAttributeInMemoryComparesLikeBits)
 
 TEST_F(SearchField, NumbersCompareUnsignedAndWhole)
 {
-    const std::vector<u32> numbers = {0,          1,          0x7F,       0x80,      0xFF,
-                                      0x100,      0x7FFF,     0x8000,     0xFFFF,    0x10001,
-                                      0x00020001, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    const std::vector<u32> numbers = {0, 1, 0xFF, 0x100, 0x8000, 0x10001, 0x80000000, 0xFFFFFFFF};
     for (u32 card : numbers) {
         for (u32 want : numbers) {
             const auto order = [&](u32 a, u32 b) { return OperatorsOf(a < b ? -1 : a > b ? 1 : 0); };

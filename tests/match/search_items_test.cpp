@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Clauses on all items of a card, and the tests for blanks.
+#include <random>
+
 #include "tests/match/search_card_case.h"
 
 namespace {
@@ -125,6 +127,42 @@ TEST_F(SearchItems, ACardWithFewerItemsThanTheTableIsNotSelected)
     SearchCondition cond = all(kContains, "x");
     cond.clauseOr().clause(17, 5).text(kEquals, 17, B("ai"));
     EXPECT_FALSE(askAt(cond, card, {}).selected);
+}
+
+// Random conditions of the bytes that mean something: those that are held sound are walked within their
+// length and the bytes 0 behind it, whatever box they meet.
+TEST_F(SearchItems, ASoundConditionIsNeverReadBeyondItsEnd)
+{
+    std::vector<Item> strange = items();
+    for (u8 type : {u8{0x84}, u8{0x85}, u8{0x86}, u8{0x87}, u8{16}, u8{5}}) {
+        strange.push_back({type, 0, "S" + std::to_string(100 + type), ""});
+    }
+    const Bytes five(5, 0x21);
+    store({{{"READ", B("ai")}, {"MEAN", B("love")}, {"DATE", five}, {"NUMB", {7, 0}}}}, strange);
+    static const Bytes kBytes = {0x15, 0x95, 0x84, 0x85, 0x86, 0x87, 0x88, 0x90, 0x91, 0x92, 0x94, 0x97,
+                                 0x9A, 0x9E, 0x9F, 0xFF, 1,    2,    4,    5,    6,    8,    11,   12,
+                                 16,   17,   18,   9,    10,   14,   0,    0,    0,    3};
+    std::mt19937 random(5);
+    const auto any = [&random] { return kBytes[random() % kBytes.size()]; };
+    boxtest::Captured lines;
+    u32 sound = 0;
+    for (u32 n = 0; n < 8000; ++n) {
+        SearchCondition cond;
+        for (auto clauses = random() % 4; clauses != 0; --clauses) {
+            cond.add(random() % 4 == 0 ? Bytes{0xFF, 0xFF}
+                                       : Bytes{any(), static_cast<u8>(1 + random() % 14)});
+            for (auto tests = 1 + random() % 3; tests != 0; --tests) {
+                cond.add({random() % 2 == 0 ? kLanguage : kBinary, any()});
+                if (random() % 2 == 0) { cond.add({any(), any(), any(), any(), any(), any()}); }
+                cond.add({static_cast<u8>(0x84 + (tests == 1 ? 2 : 0) + random() % 2)});
+            }
+        }
+        Bytes bytes = cond.bytes() + Bytes(1 + random() % 3, 0);
+        if (!bxd::IsSearchCondition(bytes.data(), static_cast<u32>(bytes.size()))) { continue; }
+        ++sound;
+        (void)ask(cond, 0, {.attr = random() % 2 == 0 ? std::optional<u8>{u8{0x41}} : std::nullopt});
+    }
+    EXPECT_GT(sound, 300u);
 }
 
 // --- blanks ----------------------------------------------------------------------------------------------

@@ -35,7 +35,7 @@ protected:
         const Bytes content = Bytes(kAt, 0xEE) + value;
         u32 written = static_cast<u32>(content.size());
         ASSERT_EQ(DataWriteToFile(fid(), 0, content.data(), &written), 0u);
-        ASSERT_EQ(BxdFileCut(fid(), static_cast<i32>(content.size())), 0);
+        ASSERT_EQ(BxdFileCut(fid(), static_cast<u32>(content.size())), 0);
     }
 
     u8 fid() const { return file_->id(); }
