@@ -6,83 +6,9 @@
 
 #include "box/bxd_card_slots.h"
 #include "box/bxd_garb.h"
+#include "box/bxd_length_walk.h"
 
 namespace {
-
-constexpr u32 kWindow = 256;  // bytes from lengthTableSize on that one read fetches
-
-// A walk along the length table of a card in the file. The first read takes the card's head along with
-// the window, so that the walk knows where the card ends and never leaves it.
-class LengthWalk {
-public:
-    LengthWalk(u8 fid, u32 cardOffset) : fid_(fid), cardOffset_(cardOffset) {}
-
-    bool open()
-    {
-        if (!fetch(0, kLengthTableSizeAt + kWindow) || held_ < kItemCardHead) { return false; }
-        cardEnd_ = static_cast<uint64_t>(GET_4BYTES(window_ + kCardLengthAt)) + kCardHead;
-        dataStart_ = kItemCardHead + GET_2BYTES(window_ + kLengthTableSizeAt);
-        at_ = kItemCardHead;
-        return dataStart_ <= cardEnd_ && cardOffset_ + cardEnd_ <= kFilePositionMax;
-    }
-
-    // Decodes the field of the next item; false where the table or the card ends before.
-    bool next(CardItemPlace* place)
-    {
-        if (at_ >= dataStart_ || !hold(at_, 1)) { return false; }
-        u32 fieldSize = bxd::LengthFieldSizeAt(*held(at_));
-        if (at_ + fieldSize > dataStart_ || !hold(at_, fieldSize)) { return false; }
-
-        const u8* cursor = held(at_);
-        u64 dataAt = dataStart_ + sum_;
-        place->dataLength = GetCardItemLength(&cursor);
-        if (dataAt + place->dataLength > cardEnd_) { return false; }
-        place->dataOffset = cardOffset_ + static_cast<u32>(dataAt);
-        place->lengthSize = fieldSize;
-        place->lengthOffset = cardOffset_ + at_;
-        at_ += fieldSize;
-        sum_ += place->dataLength;
-        return true;
-    }
-
-    // The first `count` bytes of the item at `place`, from the window where they lie in it.
-    bool deliver(const CardItemPlace& place, u32 count, void* buf)
-    {
-        u32 at = place.dataOffset - cardOffset_;
-        if (at >= start_ && static_cast<u64>(at) + count <= static_cast<u64>(start_) + held_) {
-            std::memcpy(buf, held(at), count);
-            return true;
-        }
-        return bxd::ReadExactly(fid_, place.dataOffset, buf, count) == BXD_OK;
-    }
-
-private:
-    using u64 = uint64_t;
-
-    const u8* held(u32 at) const { return window_ + (at - start_); }
-
-    bool fetch(u32 at, u32 count)
-    {
-        start_ = at;
-        held_ = count;
-        return DataReadFromFile(fid_, static_cast<i32>(cardOffset_ + at), window_, &held_) == BXD_OK;
-    }
-    bool hold(u32 at, u32 count)
-    {
-        if (at + count <= start_ + held_) { return true; }
-        return fetch(at, kWindow) && held_ >= count;
-    }
-
-    u8 fid_;
-    u32 cardOffset_;
-    u64 cardEnd_ = 0;    // offsets in the card from here on
-    u32 dataStart_ = 0;  // where the length table ends
-    u32 at_ = 0;         // the next field
-    u64 sum_ = 0;        // lengths of the items passed
-    u32 start_ = 0;      // what the window holds
-    u32 held_ = 0;
-    u8 window_[kLengthTableSizeAt + kWindow];
-};
 
 // What one reading of an item goes by.
 struct ItemRequest {
@@ -140,12 +66,9 @@ u32 ReadFromImage(const BoxRecord* box, u16 itemNumber, const ItemRequest& reque
 
 u32 ReadFromFile(u8 fid, u32 cardOffset, u16 itemNumber, const ItemRequest& request)
 {
-    LengthWalk walk(fid, cardOffset);
+    bxd::LengthWalk walk(fid, cardOffset);
     CardItemPlace place = {};
-    if (!walk.open()) { return BXD_ERR_FAIL; }
-    for (u16 i = 0; i < itemNumber; ++i) {
-        if (!walk.next(&place)) { return BXD_ERR_FAIL; }
-    }
+    if (!walk.open() || !walk.find(itemNumber, &place)) { return BXD_ERR_FAIL; }
 
     u32 part = 0;
     u32 status = WantedPart(request, place.dataLength, &part);
@@ -270,11 +193,8 @@ u32 MoveXItemData(u8 fid, CardItemPlace* place, u8 itemNumber, u32 cardOffset)
 u32 ReadItemData(u8 fid, CardItemPlace* place, u8 itemNumber, u32 cardOffset, u32 want, void* buf)
 {
     if (itemNumber == 0) { return 0; }
-    LengthWalk walk(fid, cardOffset);
-    if (!walk.open()) { return 0; }
-    for (u8 i = 0; i < itemNumber; ++i) {
-        if (!walk.next(place)) { return 0; }
-    }
+    bxd::LengthWalk walk(fid, cardOffset);
+    if (!walk.open() || !walk.find(itemNumber, place)) { return 0; }
     u32 count = std::min(place->dataLength, want);
     if (count != 0 && !walk.deliver(*place, count, buf)) { return 0; }
     return place->dataOffset;
