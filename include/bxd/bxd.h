@@ -9,12 +9,14 @@
  *   index.h   indexes: their life, their records, their entries
  *   files.h   names, files, the room on the storage, messages
  *   language.h  the language, and the order of texts
+ *   diag.h   the check of files
  */
 #ifndef BXD_BXD_H
 #define BXD_BXD_H
 
 #include "box.h"
 #include "card.h"
+#include "diag.h"
 #include "files.h"
 #include "index.h"
 #include "language.h"
