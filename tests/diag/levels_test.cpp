@@ -165,7 +165,8 @@ TEST_F(DiagLevels, AnEntryOfAnIndexHasLevel3)
 
 TEST_F(DiagLevels, AFileThatCannotBeOpenedIsNotRegistered)
 {
-    for (const std::string& name : {std::string(kBox), std::string("F0:GONE.IDX"), std::string(300, 'x') + ".BOX"}) {
+    for (const std::string& name :
+         {std::string(kBox), std::string("F0:GONE.IDX"), std::string(300, 'x') + ".BOX"}) {
         const Told told = check(255, name, 7);
         EXPECT_EQ(told.status, 64u) << name;
         EXPECT_EQ(BxdGetErrorFileNum(), 0u);
