@@ -6,6 +6,7 @@
 #include <bxd/diag.h>
 
 #include "box/bxd_card_format.h"
+#include "box/bxd_chain_mend.h"
 #include "storage/bxd_data.h"
 
 namespace {
@@ -46,7 +47,7 @@ private:
     uint64_t begin_;
     u32 first_ = 0;
     u32 count_ = 0;
-    u8 piece_[kPiece];
+    u8 piece_[kPiece] = {};
 };
 
 // The sum of the lengths of a table of `size` bytes; false where the last one leaves it or a read fails.
@@ -91,12 +92,22 @@ uint64_t EndOfFront(const BoxDiagRun* run)
     return end;
 }
 
+// A lost power may leave a chain that ends before the file, and cards that were added behind it since: they
+// are good, and a collection joins them to the chain.
+bool LeadsBehind(const BoxDiagRun* run, u32 end)
+{
+    u32 card = kUnset;
+    return bxd::FindCardBehind(run->file.fid, end, &card) != BXD_OK || card != kUnset;
+}
+
 // The chain ends at `pos`: what the file has behind its end mark goes.
 u32 CutTail(BoxDiagRun* run, u32 pos)
 {
     u32 end = pos + kEndMarkSize;
     if (run->size <= end) { return BXD_OK; }
-    if (pos < EndOfFront(run)) { return bxd::ReportFault(run->file, DiagFault::kBoxTail); }
+    if (pos < EndOfFront(run) || LeadsBehind(run, pos)) {
+        return bxd::ReportFault(run->file, DiagFault::kBoxTail);
+    }
     u32 status = BxdFileCut(run->file.fid, end);
     if (!run->repair) { return bxd::ReportFault(run->file, DiagFault::kBoxTail); }
     if (status != BXD_OK) { return bxd::ReportFault(run->file, DiagFault::kBoxTail, status); }

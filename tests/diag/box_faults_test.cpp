@@ -448,22 +448,4 @@ TEST_F(BoxFaults, AnIndexTableHoldsItsEntries)
     expectSound(withHalf(at + 6, 0), 3);
 }
 
-// A chain that ends early takes what is behind it along: what the header names there is missed then.
-TEST_F(BoxFaults, TablesBehindTheChainsEndAreMissed)
-{
-    const u32 end = builder_.appendTable(0);
-    const Bytes file = withHalf(end, 0xFFFF);
-    Bytes left = file;
-    left.resize(end + size_t{2});
-    expectFaultLeaving(file, left, 255, {kBroken, 255, "オフセット情報カードIDが読めない\n"});
-
-    Bytes bare = file;
-    SetField(bare, hd::offsetCard, kNone);
-    SetField(bare, hd::cardCount, 1);
-    Put32(bare, DefaultWordAt(511), kNone);
-    left = bare;
-    left.resize(end + size_t{2});
-    expectFaultLeaving(bare, left, 255, {kMissing, 255, kIndexShortText});
-}
-
 }  // namespace

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a check mends: the end mark, the tail behind the chain, the tail of an index, and names of indexes that
-// cannot be opened; and boxes that have no end mark to mend.
+// What a check mends: the end mark, the tail behind the chain and the tail of an index; and boxes that have
+// no end mark to mend.
 #include "diag/bxd_diag_box.h"
-#include "diag/bxd_diag_chain.h"
 #include "tests/support/diag_case.h"
 
 namespace {
@@ -178,6 +177,49 @@ TEST_F(DiagRepairs, ACutNeverTakesTheTablesBeforeTheCards)
     }
 }
 
+// What a lost power leaves where it stops a writer between the new end of the file and its card, and what is
+// added then: the chain ends at a mark, and something in the box leads to a card behind it.
+TEST_F(DiagRepairs, ACutNeverTakesCardsThatAreInUse)
+{
+    const auto build = [](const std::function<void(BoxBuilder&)>& add) {
+        BoxBuilder box;
+        box.card(1);
+        box.raw(Bytes{0xFF, 0xFF} + Bytes(30, 0));
+        add(box);
+        return box.build();
+    };
+    const DiagWant want{130, 255, kTailText};
+    expectFault(build([](BoxBuilder& box) { box.card(2); }), 255, want);
+    expectFault(build([](BoxBuilder& box) { box.systemCard(3, 65300, box.row()); }), 255, want);
+    expectFault(build([](BoxBuilder& box) { box.extInfoCard(Pattern(40)); }), 255, want);
+    expectFault(build([](BoxBuilder& box) { box.indexTable({}); }), 255, want);
+    expectFault(build([](BoxBuilder& box) { box.makeTablesFor(501); }), 255, want);
+    expectFault(build([](BoxBuilder& box) { box.reserveOffsetCard(1); }), 255, want);
+    // Cards that nothing leads to go.
+    Bytes file = build([](BoxBuilder& box) { box.raw(EncodeCard(2, box.row())); });
+    BoxBuilder one;
+    one.card(1);
+    expectSoundLeaving(file, one.build(), 255);
+}
+
+TEST_F(DiagRepairs, ACollectionMendsABoxWithCardsBehindItsChain)
+{
+    BoxBuilder box;
+    box.card(1);
+    box.raw(Bytes{0xFF, 0xFF} + Bytes(30, 0));
+    box.card(2, box.row({{"cTTM", B("12345")}}));
+    put(box.build());
+    EXPECT_EQ(check(255).status, 130u);
+    EXPECT_EQ(check(2).status, 0u);
+    {
+        Captured quiet;
+        EXPECT_EQ(_BoxGarbageCollect(kBox), 0u);
+    }
+    EXPECT_EQ(check(255).status, 0u);
+    EXPECT_TRUE(IsSound(get()));
+    EXPECT_EQ(BoxView(get()).value(2, "cTTM"), B("12345"));
+}
+
 // --- the tail of an index ---------------------------------------------------------------------------------
 
 TEST_F(DiagRepairs, BytesBehindTheTableOfAnIndexAreCut)
@@ -194,236 +236,6 @@ TEST_F(DiagRepairs, BytesBehindTheTableOfAnIndexAreCut)
     Put16(torn, torn.size() - 2, 0);
     expectFaultLeaving(torn + Pattern(9), torn, 3,
                        {134, 3, "インデックスファイルのエンドマークがFFFFでない\n"}, kDiagIndex);
-}
-
-// --- names of indexes that cannot be opened ---------------------------------------------------------------
-
-class DiagIndexNames : public DiagCase {
-protected:
-    void putIndex(const std::string& name) { put(IndexBuilder().created().entry(1).build(), name); }
-    // The names that a check leaves in the table.
-    std::vector<std::string> left(const std::vector<IndexEntrySpec>& entries, u8 level = 3)
-    {
-        BoxBuilder builder;
-        builder.card(1);
-        builder.indexTable(entries);
-        builder.card(2);
-        put(builder.build());
-        EXPECT_EQ(check(level).status, 0u);
-        EXPECT_TRUE(IsSound(get()));
-        const NameTable table = TakeIndexTableApart(get());
-        EXPECT_EQ(table.fault, "");
-        return table.names();
-    }
-    using Names = std::vector<std::string>;
-};
-
-TEST_F(DiagIndexNames, ThoseThatOpenStay)
-{
-    putIndex("F0:A.IDX");
-    putIndex("F0:B.TDX");
-    for (const u8 level : {u8{3}, u8{2}, u8{255}}) {
-        EXPECT_EQ(left({{"A.IDX"}, {"B.TDX"}}, level), (Names{"A.IDX", "B.TDX"}));
-    }
-}
-
-TEST_F(DiagIndexNames, ThoseOfMissingFilesGo)
-{
-    putIndex("F0:B.IDX");
-    for (const u8 level : {u8{3}, u8{2}, u8{255}, u8{0}}) {
-        EXPECT_EQ(left({{"A.IDX"}, {"B.IDX"}, {"C.IDX"}, {"D.IDX"}}, level), (Names{"B.IDX"}));
-    }
-    EXPECT_EQ(left({{"A.IDX"}}), Names{});
-    EXPECT_EQ(left({{"A.IDX", 1, 27, 0x82}}), Names{}) << "a discharge index too";
-}
-
-TEST_F(DiagIndexNames, ThoseOfFilesThatAreNoIndexGo)
-{
-    put(NewBoxImage("TEST"), "F0:A.IDX");
-    put({}, "F0:B.IDX");
-    EXPECT_EQ(left({{"A.IDX"}, {"B.IDX"}}), Names{});
-}
-
-TEST_F(DiagIndexNames, ThoseOfBarredFilesGo)
-{
-    putIndex("F0:A.IDX");
-    putIndex("F0:B.IDX");
-    (void)BxdSetErrorFileName("F0:A.IDX", 130, 3, "%s", "");
-    (void)BxdSetErrorFileName("F0:B.IDX", 178, 3, "%s", "");
-    EXPECT_EQ(left({{"A.IDX"}, {"B.IDX"}}), (Names{"B.IDX"}));
-}
-
-TEST_F(DiagIndexNames, DamageInAnIndexIsNotThatOfItsBox)
-{
-    IndexBuilder index;
-    Bytes file = index.created().entry(1).build();
-    SetField(file, ix::tablePos, 0x7FFFFFFF);
-    put(file, "F0:A.IDX");
-    put({0xFF, 0, 27, 0x30}, "F0:B.IDX");
-    EXPECT_EQ(left({{"A.IDX"}, {"B.IDX"}}), (Names{"A.IDX", "B.IDX"}));
-}
-
-TEST_F(DiagIndexNames, AllFormsOfNamesAreFollowed)
-{
-    putIndex("F0:A.IDX");
-    const std::string other = "F1:B.IDX";
-    putIndex(other);
-    EXPECT_EQ(left({{"A.IDX", 1}, {other, 3}, {"F1:C.IDX", 3}}), (Names{"A.IDX", other}));
-}
-
-TEST_F(DiagIndexNames, WithoutRepairAllNamesStay)
-{
-    BoxBuilder builder;
-    builder.card(1);
-    builder.indexTable({{"A.IDX"}});
-    const Bytes file = builder.build();
-    put(file);
-    const Fid fid(kBox);
-    EXPECT_EQ(BoxFileDiag(fid.id(), 3, 0), 0u);
-    EXPECT_TRUE(SameBytes(file, get()));
-}
-
-TEST_F(DiagIndexNames, ATableThatIsFullToTheBrimIsWalkedToItsEnd)
-{
-    // 512 bytes of body: 19 entries of 26 bytes and one of 18.
-    BoxBuilder builder;
-    builder.card(1);
-    Bytes body;
-    std::vector<std::string> want;
-    for (u32 n = 0; n < 19; n++) {
-        const std::string name = "INDEX" + std::to_string(100 + n) + ".IDX";
-        body = body + EncodeIndexEntry({name});
-        if (n % 2 == 0) {
-            putIndex("F0:" + name);
-            want.push_back(name);
-        }
-    }
-    body = body + EncodeIndexEntry({"A.IDX"});
-    ASSERT_EQ(body.size(), 512u);
-    const u32 pos = builder.raw(EncodeHead(kIndexTableId, 512) + body);
-    builder.setField(hd::indexTable, pos);
-    builder.setField(hd::indexTableSize, 518);
-    put(builder.build());
-    EXPECT_EQ(check(3).status, 0u);
-    EXPECT_EQ(TakeIndexTableApart(get()).names(), want);
-}
-
-// --- the count of an index --------------------------------------------------------------------------------
-
-TEST_F(DiagIndexNames, TheCountOfAnIndexIsThatOfItsTable)
-{
-    const auto count = [&](const Bytes& file) {
-        put(file, kDiagIndex);
-        const i32 result = IndexCardCounter(kDiagIndex);
-        EXPECT_EQ(OpenFiles(), 0u);
-        return result;
-    };
-    const Bytes sound = IndexBuilder().created().entries({{1}, {2, 0x47, 1}, {3}}).build();
-    EXPECT_EQ(count(sound), 3) << "hidden entries count";
-    EXPECT_EQ(count(IndexBuilder().created().setCount(65535).build()), 65535);
-    EXPECT_EQ(count(IndexBuilder().created().build()), 0);
-    EXPECT_EQ(count(IndexBuilder().build()), 0);
-    Bytes file = sound;
-    SetField(file, ix::infoPos, kNone);
-    EXPECT_EQ(count(file), 0) << "without records the table does not count";
-    for (const u32 pos : {static_cast<u32>(sound.size()), static_cast<u32>(sound.size()) - 1, 0x80000000u}) {
-        file = sound;
-        SetField(file, ix::tablePos, pos);
-        Captured quiet;
-        EXPECT_EQ(count(file), -2) << pos;
-    }
-    Captured quiet;
-    for (const size_t n : {size_t{4}, size_t{6}, size_t{10}}) { EXPECT_EQ(count(Slice(sound, 0, n)), -2); }
-    EXPECT_EQ(count(Slice(sound, 0, 3)), -3);
-    EXPECT_EQ(count(NewBoxImage("TEST")), -3);
-    EXPECT_EQ(IndexCardCounter("F0:GONE.IDX"), -3);
-    EXPECT_EQ(IndexCardCounter(""), -3);
-}
-
-// --- the length table of a card ---------------------------------------------------------------------------
-
-class DiagLengths : public DiagCase {
-protected:
-    // What is found of a card that stands at the start of a file.
-    u32 lengthCheck(const Bytes& card, u32* dead) const
-    {
-        put(card + Bytes{0xFF, 0xFF});
-        const Fid fid(kBox);
-        return DataLengthCheck(fid.id(), 0, Get32(card, 2), dead);
-    }
-};
-
-TEST_F(DiagLengths, AllFormsOfLengthsAreAddedUp)
-{
-    const std::vector<Bytes> values = {Bytes{0x40}, Pattern(100), Bytes{}, Pattern(300), Pattern(20000)};
-    for (const int form : {0, 4}) {
-        CardForm shape;
-        shape.lengthForm = form;
-        Bytes card = EncodeCard(1, values, shape);
-        u32 dead = 0;
-        EXPECT_EQ(lengthCheck(card, &dead), 0u);
-        Put32(card, 2, Get32(card, 2) - 1);
-        EXPECT_EQ(lengthCheck(card, &dead), 71u);
-        Put32(card, 2, Get32(card, 2) + 2);
-        EXPECT_EQ(lengthCheck(card, &dead), 0u) << "slack";
-        EXPECT_EQ(dead, 0u);
-    }
-}
-
-TEST_F(DiagLengths, TheAttributeTellsATombstone)
-{
-    u32 dead = 5;
-    for (u32 attr = 0; attr < 256; attr++) {
-        const u32 before = dead;
-        EXPECT_EQ(lengthCheck(EncodeCard(1, {Bytes{static_cast<u8>(attr)}, B("x")}), &dead), 0u);
-        EXPECT_EQ(dead - before, (attr & 0x40) == 0 ? 1u : 0u);
-    }
-}
-
-TEST_F(DiagLengths, TablesOfAnyLengthAreReadToTheirEnd)
-{
-    for (const size_t items :
-         {size_t{120}, size_t{126}, size_t{127}, size_t{128}, size_t{129}, size_t{255}}) {
-        CardForm shape;
-        shape.lengthForm = 4;
-        std::vector<Bytes> values(items, B("ab"));
-        values[0] = Bytes{0};
-        Bytes card = EncodeCard(1, values, shape);
-        u32 dead = 0;
-        EXPECT_EQ(lengthCheck(card, &dead), 0u) << items;
-        EXPECT_EQ(dead, 1u) << items;
-        card[10 + items * 4 - 1]++;  // the last length
-        EXPECT_EQ(lengthCheck(card, &dead), 71u) << items;
-    }
-}
-
-TEST_F(DiagLengths, LengthsBeyond32BitsDoNotComeRoundAgain)
-{
-    Bytes card = EncodeHead(1, 4 + 4 * 4 + 10) + Bytes{2, 0, 16, 0};
-    for (int n = 0; n < 4; n++) { card = card + Bytes{0xFF, 0xFF, 0xFF, 0xFF}; }
-    card.resize(card.size() + 10);
-    Put16(card, 8, 16);
-    u32 dead = 0;
-    EXPECT_EQ(lengthCheck(card, &dead), 71u);
-    EXPECT_EQ(dead, 0u);
-}
-
-TEST_F(DiagLengths, ACardThatTheFileCutsCannotBeRead)
-{
-    const Bytes card = EncodeCard(1, {Bytes{0x40}, B("name")});
-    u32 dead = 0;
-    for (const size_t n : {size_t{0}, size_t{8}, size_t{9}, size_t{10}, size_t{11}, size_t{12}}) {
-        put(Slice(card, 0, n));
-        const Fid fid(kBox);
-        Captured quiet;
-        EXPECT_EQ(DataLengthCheck(fid.id(), 0, Get32(card, 2), &dead), 71u) << n;
-    }
-    put(card);
-    const Fid fid(kBox);
-    Captured quiet;
-    EXPECT_EQ(DataLengthCheck(fid.id(), 0xFFFFFFFA, 20, &dead), 71u);
-    EXPECT_EQ(DataLengthCheck(fid.id(), 0x7FFFFFF8, 20, &dead), 71u);
-    EXPECT_EQ(dead, 0u);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is sound by the tests' own reader of boxes passes the check at every level and stays as it is: boxes of
-// all shapes, and boxes that the library has worked on.
+// What is sound by the tests' own reader of boxes passes the check at every level and stays as it is: boxes
+// of all shapes, and boxes that the library has worked on.
 #include <random>
 
 #include "tests/support/diag_case.h"
@@ -96,7 +96,7 @@ TEST_F(SoundBoxes, OfRandomShapes)
 {
     std::mt19937 random(20);
     const auto below = [&random](u32 n) { return static_cast<u32>(random() % n); };
-    for (int run = 0; run < 60; run++) {
+    for (int run = 0; run < 40; run++) {
         BoxBuilder box(NumberedItems(1 + below(12)));
         std::set<u32> ids;
         u32 slot = 1;
