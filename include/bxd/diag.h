@@ -29,13 +29,13 @@
  * Some things are mended rather than reported:
  *
  *     a box's end mark that is not FF FF               is written
- *     bytes behind the last card, at BXD_CHECK_CARDS   are cut off, unless there are cards among them
+ *     bytes behind the last card, at BXD_CHECK_CARDS   are cut off, unless cards in use are among them
  *     bytes behind an index's card table               are cut off
  *     a name in the box's index table whose index      is taken out, if the storage has the room for it
  *     cannot be opened (missing, barred, no index)
  *
- * Cards behind the end of the chain, which a lost power may leave there, are reported (130) and stay: pass the
- * box by a check that is less deep, and collect it (_BoxGarbageCollect).
+ * Cards in use behind the end of the chain, as a lost power may leave them, are reported (130) and stay: pass
+ * the box by a check that is less deep, and collect it (_BoxGarbageCollect).
  *
  * Nothing else changes a file. Both bytes of the end mark missing is the trace of a write that was cut short:
  * at BXD_CHECK_CARDS they are written too, and the check still reports the file, which the next check that
