@@ -19,7 +19,7 @@
  *     any other           what BXD_CHECK_USUAL looks at
  *
  * The third reads every card of the box, the others a few tables. An index is looked at in one way, whatever
- * the level: header, records, size, end mark, language; an entry of it in the registry has level 3.
+ * the level: header, records, size, end mark, language; what is found there is entered with level 3.
  *
  * A file that stands in the registry is not looked at again by a check that is no deeper than the one that
  * found it: the status of the entry is the answer, also one that an application has entered. A check that is
