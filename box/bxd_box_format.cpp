@@ -68,23 +68,6 @@ u32 ReadShrunkTablePlace(u8 fid, u32* pos, u32* size)
     return BXD_OK;
 }
 
-// Every index name must end within its entry, and the entries within the table.
-bool IndexEntriesFit(const u8* table, u32 size)
-{
-    u32 pos = kCardHead;
-    while (pos + 2 <= size) {
-        u32 entryLength = GET_2BYTES(table + pos);
-        if (entryLength == 0 || entryLength == 0xFFFF) { return true; }
-        u32 end = pos + 2 + entryLength;
-        if (end > size || entryLength + 2 <= kIndexEntryName) { return false; }
-        if (std::memchr(table + pos + kIndexEntryName, 0, end - pos - kIndexEntryName) == nullptr) {
-            return false;
-        }
-        pos = end;
-    }
-    return pos == size;
-}
-
 }  // namespace
 
 namespace bxd {
@@ -126,6 +109,22 @@ bool ItemEntriesFit(const u8* table, u32 size)
         pos += 2u + GET_2BYTES(table + pos);
     }
     return pos <= size;
+}
+
+bool IndexEntriesFit(const u8* table, u32 size)
+{
+    u32 pos = kCardHead;
+    while (pos + 2 <= size) {
+        u32 entryLength = GET_2BYTES(table + pos);
+        if (entryLength == 0 || entryLength == 0xFFFF) { return true; }
+        u32 end = pos + 2 + entryLength;
+        if (end > size || entryLength + 2 <= kIndexEntryName) { return false; }
+        if (std::memchr(table + pos + kIndexEntryName, 0, end - pos - kIndexEntryName) == nullptr) {
+            return false;
+        }
+        pos = end;
+    }
+    return pos == size;
 }
 
 }  // namespace bxd
@@ -211,7 +210,7 @@ u32 ReadIndexTable(u8 fid, u8** table)
     if (!block) { return BXD_ERR_FAIL; }
     status = bxd::ReadExactly(fid, pos, block.data(), bytes);
     if (status != BXD_OK) { return status; }
-    if (!IndexEntriesFit(block.data(), bytes)) { return BXD_ERR_FAIL; }
+    if (!bxd::IndexEntriesFit(block.data(), bytes)) { return BXD_ERR_FAIL; }
     PUT_2BYTES(block.data() + bytes, 0xFFFF);
     *table = block.release();
     return BXD_OK;

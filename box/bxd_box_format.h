@@ -89,6 +89,9 @@ inline void WordsToFile(u32* words, u32 count)
 // The entries of an item table lie within its `size` bytes.
 bool ItemEntriesFit(const u8* table, u32 size);
 
+// The entries of an index table lie within its `size` bytes, head included, and their names end in them.
+bool IndexEntriesFit(const u8* table, u32 size);
+
 }  // namespace bxd
 
 extern "C" {

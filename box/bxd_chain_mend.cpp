@@ -95,9 +95,9 @@ u32 SettleDouble(u8 fid, u32 cardOffset, u32 pos, u16 cardId)
 
 namespace bxd {
 
-u32 RejoinChain(u8 fid, u32 end, bool* joined)
+u32 FindCardBehind(u8 fid, u32 end, u32* pos)
 {
-    *joined = false;
+    *pos = kUnset;
     u8 header[kHeaderSize];
     u32 status = ReadExactly(fid, 0, header, sizeof header);
     if (status != BXD_OK) { return status; }
@@ -107,12 +107,21 @@ u32 RejoinChain(u8 fid, u32 end, bool* joined)
     u32 appendTable = kUnset;
     status = behind.meetDefaultTable(GET_4BYTES(header + kHdOffsetTable), &appendTable);
     if (status == BXD_OK) { status = behind.meetAppendTables(appendTable); }
-    if (status != BXD_OK || behind.first() == kUnset) { return status; }
+    if (status == BXD_OK) { *pos = behind.first(); }
+    return status;
+}
 
-    if (behind.first() - end < kCardHead) { return BXD_ERR_FAIL; }
+u32 RejoinChain(u8 fid, u32 end, bool* joined)
+{
+    *joined = false;
+    u32 first = kUnset;
+    u32 status = FindCardBehind(fid, end, &first);
+    if (status != BXD_OK || first == kUnset) { return status; }
+
+    if (first - end < kCardHead) { return BXD_ERR_FAIL; }
     u8 dead[kCardHead];
     PUT_2BYTES(dead, CARD_ID_DEAD);
-    PUT_4BYTES(dead + kCardLengthAt, behind.first() - end - kCardHead);
+    PUT_4BYTES(dead + kCardLengthAt, first - end - kCardHead);
     status = WriteAll(fid, end, dead, sizeof dead);
     *joined = status == BXD_OK;
     return status;

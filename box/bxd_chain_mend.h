@@ -32,6 +32,10 @@ private:
     u8 bits_[8192] = {};
 };
 
+// The chain ends at `end` and the file goes on: *pos becomes the place of the first card behind it that a
+// slot, a table or the header leads to and that bears the right id, or unset where there is none.
+[[nodiscard]] u32 FindCardBehind(u8 fid, u32 end, u32* pos);
+
 // The chain ends at `end` and the file goes on. Where a slot, a table or the header leads to a card behind
 // it, a dead card over the gap carries the chain on to the first of these, and *joined is true. 71 for a gap
 // that holds no head.

@@ -10,6 +10,7 @@
  *   condition.h  which cards an index or a search selects
  *   files.h   names, files, the room on the storage, messages
  *   language.h  the language, and the order of texts
+ *   diag.h   the check of files
  */
 #ifndef BXD_BXD_H
 #define BXD_BXD_H
@@ -17,6 +18,7 @@
 #include "box.h"
 #include "card.h"
 #include "condition.h"
+#include "diag.h"
 #include "files.h"
 #include "index.h"
 #include "language.h"
