@@ -8,6 +8,7 @@
  *   card.h    cards: reading, writing, copying, deleting
  *   index.h   indexes: their life, their records, their entries
  *   files.h   names, files, the room on the storage, messages
+ *   sync.h    synchronisation: what a partner is told of the cards
  *   language.h  the language, and the order of texts
  */
 #ifndef BXD_BXD_H
@@ -19,6 +20,7 @@
 #include "index.h"
 #include "language.h"
 #include "status.h"
+#include "sync.h"
 #include "types.h"
 
 #endif
