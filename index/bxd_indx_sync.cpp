@@ -22,16 +22,16 @@ public:
     explicit Purge(u8 boxFid) : boxFid_(boxFid) { cursor_.valid = kCursorNew; }
 
     // The cards of one sync index, which is deleted then. A file that is gone already, as a lost power leaves
-    // it, is passed over, and a later end of the purge tells of it.
+    // it, is passed over, and the end of the purge tells of it.
     u32 clear(const char* indexName)
     {
-        if (BxdFileSearch(indexName, 0, 0) == BXD_ERR_NOFILE) {
-            missing_ = true;
-            return takeNameOut(indexName);
-        }
         bxd::OpenFile index;
         u32 status = bxd::OpenIndex(indexName, kIxModeRead, &index);
-        if (status == BXD_OK) { status = endDischarged(index.fid()); }
+        if (status != BXD_OK) {
+            missing_ = BxdFileSearch(indexName, 0, 0) != BXD_OK;
+            return missing_ ? takeNameOut(indexName) : status;
+        }
+        status = endDischarged(index.fid());
         if (status == BXD_OK) { status = index.close(); }
         if (status == BXD_OK) { status = BxdFileDelete(indexName); }
         return status == BXD_OK ? takeNameOut(indexName) : status;

@@ -74,9 +74,12 @@ BXD_API u32 _BoxSyncStart(const char* boxName);
  * space, which _BoxGarbageCollect gives back.
  *
  * An entry is taken at its word. Its card is ended whether it is a tombstone or not, and is not counted off:
- * that was done when it became one. Two consequences:
+ * that was done when it became one. So:
  *   - A card that was discharged through its index only (_IndexNoDeletePMSC with a list of the type 130, or
  *     _BxdSetIndexSyncAttrPMSC) goes now, still counts, and other indexes keep its entry.
+ *   - An index that was filled by _IndexUnGroup has the marks of the cards' attributes, which are none as a
+ *     rule: set those of its entries before, or all its cards go. Entries that come in with a new card, or by
+ *     _IndexNoAppend, have them.
  *   - Where a card was deleted by _CardDeletePMSC, its id may have been given to a new card while the old
  *     entry still stands. _CardDeletePMSCWithIndex takes the entry out and is the one to use.
  * An entry whose card is gone is passed by. A tombstone that no sync index lists stays.
