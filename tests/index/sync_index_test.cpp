@@ -23,7 +23,6 @@ constexpr u8 kGone = 0x41;  // what a deletion leaves of it
 class SyncPurge : public DeletionCase {
 protected:
     static constexpr const char* kSync = "F0:SYNC.TDX";
-    static constexpr const char* kOther = "F0:OTHER.TDX";
 
     // A box of live cards, of which `tombstones` have become such, with SYNC.TDX in its index table.
     BoxBytes boxWith(u32 count, const std::vector<u32>& tombstones,

@@ -109,7 +109,7 @@ TEST_F(ToolSync, ABoxWithoutItemsHasAState)
 TEST_F(ToolSync, RefusesWhatIsNoSoundBox)
 {
     Write("text.box", std::string(5000, 'x'));
-    Write("cut.box", ReadFile(Path("w.box")).substr(0, 3000));
+    Write("cut.box", ReadFile(Path("w.box")).substr(0, 2600));
     for (const char* command : {"start", "clear", "status"}) {
         ExpectFailure(1, "bxd: no.box: No such file or directory\n", {"sync", command, "no.box"});
         ExpectFailure(1, "bxd: text.box: it is not a box\n", {"sync", command, "text.box"});
