@@ -6,6 +6,7 @@
 #include "box/bxd_card_strip.h"
 #include "box/bxd_card_tables.h"
 #include "box/bxd_garb.h"
+#include "box/bxd_sync.h"
 #include "index/bxd_indx_delete.h"
 #include "storage/bxd_file_space.h"
 

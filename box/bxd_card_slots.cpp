@@ -3,9 +3,6 @@
 
 namespace {
 
-// The id that follows the last one is 1.
-u16 WrappedId(u16 id) { return id == 0 || id > CARD_ID_NORMAL_MAX ? 1 : id; }
-
 // A killed slot takes no position in place; a rewrite of its table brings it back to the erased state.
 void HealKilledSlots(u32* table, u32 first, u32 last)
 {
@@ -170,13 +167,13 @@ u32 IncCardCount(u8 fid)
     return WriteCardCount(fid, static_cast<u16>(count + 1));
 }
 
-u32 WriteUnUsedCardID(u8 fid, u16 id) { return bxd::WriteHalf(fid, kHdUnUsedCardID, WrappedId(id)); }
+u32 WriteUnUsedCardID(u8 fid, u16 id) { return bxd::WriteHalf(fid, kHdUnUsedCardID, bxd::WrappedId(id)); }
 
 u32 UpdateUnUsedCardID(u8 fid, u16 id)
 {
     u16 stored = 0;
     u32 status = bxd::ReadHalf(fid, kHdUnUsedCardID, &stored);
-    if (status != BXD_OK || WrappedId(id) >= stored) { return status; }
+    if (status != BXD_OK || bxd::WrappedId(id) >= stored) { return status; }
     return WriteUnUsedCardID(fid, id);
 }
 

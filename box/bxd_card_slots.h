@@ -33,6 +33,9 @@ namespace bxd {
 constexpr u32 AppendGroup(u32 id) { return (id - kDefaultIds - 1) / kAppendIds; }
 constexpr u32 AppendSlot(u32 id) { return (id - kDefaultIds - 1) % kAppendIds; }
 
+// The hint for a free id wraps: behind the last id, as for 0, it is 1.
+constexpr u16 WrappedId(u16 id) { return id == 0 || id > CARD_ID_NORMAL_MAX ? u16{1} : id; }
+
 // Position of an id's slot in the table that owns it.
 constexpr u32 SlotPosition(u32 tablePos, u32 id)
 {
@@ -76,7 +79,7 @@ u32 ModifyOffsetTable(const BoxRecord* box, u32 cardPos, u16 cardId);
 u32 ModSystemOffsetTable(u8 fid, u32 tablePos, u32* table, u32 newPos, u32 oldPos);
 u32 DeleteSystemOffset(u8 fid, u32 tablePos, u32* table, u32 oldPos);
 
-// The counters. The hint for a free id wraps: an id of 0 or above 65279 is stored as 1.
+// The counters.
 
 u32 WriteCardCount(u8 fid, u16 n);
 u32 DecCardCount(u8 fid);

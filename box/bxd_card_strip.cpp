@@ -11,7 +11,6 @@ namespace {
 
 constexpr u32 kHeadWindow = 256;     // bytes of a card that its table must lie in
 constexpr u32 kLargeItemMin = 3072;  // items from here on are given back
-constexpr u8 kSyncRunning = 0;       // value of syncFlag
 
 // The head and the length table of a card in memory, and the card's bytes in the file, as the items go.
 // Offsets are counted from the start of the card.
@@ -121,18 +120,6 @@ private:
 };
 
 }  // namespace
-
-extern "C" {
-
-u32 ChkCardAttrPimSync(u8 fid, u32* running)
-{
-    u8 flag = 0;
-    *running = 0;
-    u32 status = bxd::ReadExactly(fid, kHdSyncFlag, &flag, sizeof flag);
-    if (status == BXD_OK && flag == kSyncRunning) { *running = 1; }
-    return status;
-}
-}
 
 namespace bxd {
 

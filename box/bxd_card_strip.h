@@ -12,12 +12,6 @@
 
 #include "box/bxd_card_format.h"
 
-extern "C" {
-
-// *running becomes 1 while a synchronisation runs, else 0.
-u32 ChkCardAttrPimSync(u8 fid, u32* running);
-}
-
 namespace bxd {
 
 // The first byte of the attribute, which is item `itemNumber` of the card at `pos`, and where it stands. 71

@@ -332,9 +332,8 @@ namespace bxd {
 
 u32 SearchNewId(u8 fid, const u8* header, u32* tablePos, u32* table, u16* cardId, u32* reuse)
 {
-    u16 hint = GET_2BYTES(header + kHdUnUsedCardID);
+    u16 hint = WrappedId(GET_2BYTES(header + kHdUnUsedCardID));
     *reuse = 0;
-    if (hint == 0 || hint > CARD_ID_NORMAL_MAX) { hint = 1; }
     u16 storedMax = GET_2BYTES(header + kHdMaxCardID);
     NewIdSearch search = {fid, *tablePos, storedMax, tablePos, table, cardId, reuse};
     if (hint <= kDefaultIds) { return SearchFromDefaultTable(search, hint); }

@@ -21,11 +21,14 @@ namespace bxd {
 
 class BoxIndexes {
 public:
-    [[nodiscard]] u32 load(const BoxRecord* box);
+    [[nodiscard]] u32 load(const BoxRecord* box) { return load(box->fid); }
+    [[nodiscard]] u32 load(u8 boxFid);
 
     bool atEnd() const { return entry_.atEnd(); }
     void next() { entry_.next(); }
     const IndexTableWalk& entry() const { return entry_; }
+    // Its name in full, to the 256 bytes at `name`; 71 for one that is too long.
+    [[nodiscard]] u32 fullName(char* name) const;
     // Opens the index: 0, or 71 whatever is in the way.
     [[nodiscard]] u32 open(u8 mode, OpenFile* index) const;
     bool isDischarge() const

@@ -9,6 +9,7 @@
  *   index.h   indexes: their life, their records, their entries
  *   condition.h  which cards an index or a search selects
  *   files.h   names, files, the room on the storage, messages
+ *   sync.h    synchronisation: what a partner is told of the cards
  *   language.h  the language, and the order of texts
  *   diag.h   the check of files
  */
@@ -23,6 +24,7 @@
 #include "index.h"
 #include "language.h"
 #include "status.h"
+#include "sync.h"
 #include "types.h"
 
 #endif

@@ -122,7 +122,7 @@ BXD_API u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId);
 /*
  * A stored card is deleted in one of two ways. Physically it dies at once: its id can be handed out again,
  * and its bytes are dead space that a collection takes out (box.h); those of the last card of the file, and
- * of dead cards behind it, are given back at once. While a synchronisation runs (syncFlag of the box is 0)
+ * of dead cards behind it, are given back at once. While a synchronisation runs (_BoxSyncStart, sync.h)
  * it becomes a tombstone, so that the partner can be told that it went: it keeps its id and its items below
  * 3072 bytes, bit 0x40 of its attribute turns, larger items become empty, and it is no longer counted. A
  * tombstone can still be read. (A card whose lengths take more than 246 bytes keeps its large items.)

@@ -4,6 +4,7 @@
 
 #include "box/bxd_card_read.h"
 #include "box/bxd_card_strip.h"
+#include "box/bxd_sync.h"
 #include "tests/support/card_delete_case.h"
 
 namespace {

@@ -345,4 +345,45 @@ TEST_F(CallCounts, SmallFields)
     expectCalls([&] { return _ReadAplName(kBox, &name); }, "", 8, 2);
 }
 
+TEST_F(CallCounts, StartingASynchronisation)
+{
+    openBox({10});
+    close();
+    expectCalls([] { return _BoxSyncStart(kBox); }, "w1", 12, 3);
+    expectCalls([] { return _BoxSyncStart(kBox); }, "", 12, 3);  // it runs
+    u32 running = 0;
+    expectCalls([&] { return _BoxSyncCheck(kBox, &running); }, "", 12, 3);
+    expectCalls([] { return _BoxSyncClear(kBox); }, "w1", 12, 3);
+    expectCalls([] { return _BoxSyncClear(kBox); }, "", 12, 3);  // none runs
+}
+
+TEST_F(CallCounts, ClearingASynchronisation)
+{
+    openBox({10, 20, 30});
+    close();
+    addIndex(130);
+    startSync();
+    reopen();
+    ASSERT_EQ(_CardDelete(box_, 1), 0u);
+    ASSERT_EQ(_CardDelete(box_, 3), 0u);
+    close();
+    // The flag, each card and its slot, the index, its name, the dead bytes.
+    expectCalls([] { return _BoxSyncClear(kBox); }, "w1 w2 w4 w2 w4 delete w2 w4", 90, 8);
+}
+
+TEST_F(CallCounts, TheMarksOfASynchronisation)
+{
+    openBox({10});
+    addIndex(130);
+    BxdIndexHandle index = nullptr;
+    expectCalls([&] { return (index = _BxdIndexOpen("F0:T.TDX")) == nullptr ? 1u : 0u; }, "", 8, 4);
+    u8 attr = 0;
+    expectCalls([&] { return _BxdGetIndexSyncAttrPMSC(index, 3, &attr); }, "", 12, 0);
+    expectCalls([&] { return _BxdSetIndexSyncAttrPMSC(index, 3, 1, 0); }, "w1", 14, 0);
+    expectCalls([&] { return _BxdIndexClose(index); }, "", 4, 0);
+    expectCalls([&] { return BxdUpdateSyncId(box_); }, "w4", 8, 0);
+    u16 id = 0;
+    expectCalls([&] { return _ExpectNewCardID(box_, &id); }, "", 12, 0);
+}
+
 }  // namespace

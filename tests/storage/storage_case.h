@@ -22,10 +22,13 @@
 #include "storage/bxd_file_errors.h"
 #include "storage/stdiohst.h"
 #include "tests/support/scratch_home.h"
+#include "tests/support/without_root.h"
 
 namespace storagetest {
 
+using boxtest::kNobody;
 using boxtest::ScratchHome;
+using boxtest::WithoutRoot;
 
 // What `work` writes to the standard error stream.
 inline std::string Told(const std::function<void()>& work)
@@ -87,26 +90,6 @@ public:
 private:
     rlimit limit_ = {};
     sighandler_t former_;
-};
-
-constexpr uid_t kNobody = 65534;
-
-// Lets root feel the permissions of files as anyone else does.
-class WithoutRoot {
-public:
-    WithoutRoot() : wasRoot_(geteuid() == 0)
-    {
-        if (wasRoot_) { EXPECT_EQ(seteuid(kNobody), 0); }
-    }
-    WithoutRoot(const WithoutRoot&) = delete;
-    WithoutRoot& operator=(const WithoutRoot&) = delete;
-    ~WithoutRoot()
-    {
-        if (wasRoot_) { EXPECT_EQ(seteuid(0), 0); }
-    }
-
-private:
-    bool wasRoot_;
 };
 
 inline std::string Pattern(size_t n, u32 seed = 1)

@@ -12,6 +12,7 @@
 #include "tools/bxd/indexes.h"
 #include "tools/bxd/map.h"
 #include "tools/bxd/sort.h"
+#include "tools/bxd/sync.h"
 
 namespace {
 
@@ -30,6 +31,9 @@ using tool::RemoveOptions;
 using tool::SetOptions;
 using tool::ShowOptions;
 using tool::SortOptions;
+using tool::SyncClearOptions;
+using tool::SyncStartOptions;
+using tool::SyncStatusOptions;
 
 constexpr const char* kBoxHelp =
     "path of the box, or F0:NAME or F1:NAME for a file in $HOME/Applications/bxd";
@@ -53,6 +57,7 @@ Examples:
   bxd index create words.idx --box words.box
   bxd sort words.idx --by READ
   bxd list words.box --index words.idx
+  bxd sync status words.box
 
 "bxd COMMAND --help" tells more about a command.
 
@@ -335,6 +340,71 @@ Examples:
     command->callback([options] { RunSort(*options); });
 }
 
+struct SyncOptions {
+    SyncStartOptions start;
+    SyncClearOptions clear;
+    SyncStatusOptions status;
+};
+
+void AddSyncStart(CLI::App* sync, SyncStartOptions* options)
+{
+    CLI::App* command = sync->add_subcommand("start", "start a synchronisation");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->footer(R"(
+From now on a card that is deleted stays as a tombstone, which no longer counts and still can be read by a
+partner. One that runs goes on.
+
+Examples:
+  bxd sync start words.box)");
+    command->callback([options] { RunSyncStart(*options); });
+}
+
+void AddSyncClear(CLI::App* sync, SyncClearOptions* options)
+{
+    CLI::App* command = sync->add_subcommand("clear", "end a synchronisation, and what it has kept");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_flag("--force", options->force, "also where cards would go that are not deleted");
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer(R"(
+The cards that a sync index of the box (bit 0x02 of its type) has as discharged go for good, and then the index
+itself. Their bytes stay in the file as dead cards until the box is collected. This is done also where no
+synchronisation runs, as after a clear that was broken off.
+
+An entry without the mark "present" is discharged. Those of an index that was filled by "bxd sort" have no marks:
+where cards would go that are not deleted nothing is done, but for --force.
+
+Examples:
+  bxd sync clear words.box)");
+    command->callback([options] { RunSyncClear(*options); });
+}
+
+void AddSyncStatus(CLI::App* sync, SyncStatusOptions* options)
+{
+    CLI::App* command = sync->add_subcommand("status", "show whether one runs, and what it has kept");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_flag("--json", options->json, kJsonHelp);
+    command->footer(R"(
+The sync id is the partner's own counter. Tombstones are deleted cards that a synchronisation keeps. The table
+has the indexes that a clear works through: their entries, and how many cards are marked as changed since the
+partner has looked, and as discharged, which is deleted.
+
+Examples:
+  bxd sync status words.box
+  bxd sync status F0:ADDRESS.BOX --json)");
+    command->callback([options] { RunSyncStatus(*options); });
+}
+
+void AddSync(CLI::App* app, SyncOptions* options)
+{
+    CLI::App* command = app->add_subcommand("sync", "start, end and show a synchronisation of a box");
+    command->require_subcommand(1);
+    command->footer("\nExamples:\n  bxd sync start words.box\n  bxd sync status words.box\n"
+                    "  bxd sync clear words.box\n\n\"bxd sync COMMAND --help\" tells more about a command.");
+    AddSyncStart(command, &options->start);
+    AddSyncClear(command, &options->clear);
+    AddSyncStatus(command, &options->status);
+}
+
 int Complain(const std::exception& error, int code)
 {
     (void)std::fflush(stdout);
@@ -356,6 +426,7 @@ int Run(int argc, char** argv)
     CollectOptions collect;
     IndexOptions index;
     SortOptions sort;
+    SyncOptions sync;
 
     CLI::App app("Makes, fills, shows and changes boxes, files of cards kept by libbxd, and their indexes.",
                  "bxd");
@@ -374,6 +445,7 @@ int Run(int argc, char** argv)
     AddCollect(&app, &collect);
     AddIndex(&app, &index);
     AddSort(&app, &sort);
+    AddSync(&app, &sync);
 
     try {
         _BxdnInit();
