@@ -2,16 +2,16 @@
 /*
  * libbxd, a card-file database engine. This header takes in the whole interface.
  *
- *   status.h  what every function answers
- *   types.h   integers, handles, keys, items
- *   box.h     boxes: their life, their items, their figures
- *   card.h    cards: reading, writing, copying, deleting
- *   index.h   indexes: their life, their records, their entries
+ *   status.h     what every function answers
+ *   types.h      integers, handles, keys, items
+ *   box.h        boxes: their life, their items, their figures
+ *   card.h       cards: reading, writing, copying, deleting
+ *   index.h      indexes: their life, their records, their entries
  *   condition.h  which cards an index or a search selects
- *   files.h   names, files, the room on the storage, messages
- *   sync.h    synchronisation: what a partner is told of the cards
- *   language.h  the language, and the order of texts
- *   diag.h   the check of files
+ *   files.h      names, files, the room on the storage, messages
+ *   sync.h       synchronisation: what a partner is told of the cards
+ *   language.h   the language, and the order of texts
+ *   diag.h       the check of files
  */
 #ifndef BXD_BXD_H
 #define BXD_BXD_H
