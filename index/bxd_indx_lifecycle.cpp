@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "index/bxd_indx_condition.h"
 #include "index/bxd_indx_entries.h"
 #include "index/bxd_indx_info.h"
 #include "index/bxd_indx_registry.h"
+#include "match/bxd_cond_items.h"
 #include "match/bxd_sort_cond.h"
+#include "match/bxd_srch_cond.h"
 #include "storage/bxd_data.h"
 #include "storage/bxd_file_space.h"
 #include "storage/heapwrapper.h"
@@ -33,44 +36,42 @@ u32 StatusOf(i32 result) { return BxdSetErrorCode(result) & 0xFFFF; }
 
 // --- conditions ------------------------------------------------------------------------------------------
 
+using ConditionCompiler = u32 (*)(u8 indexFid, const u8* text, u8* code, i32 boxFid, u32* codeLength);
+
 // Compiles the condition and writes the record. An index that has no box yet is compiled later.
-u32 WriteCompiled(bxd::ConditionCompiler compiler, u8 fid, u16 tag, const u8* text, u32 textLength)
+u32 WriteCompiled(ConditionCompiler compiler, u8 fid, u16 tag, const u8* text, u32 textLength)
 {
     // A sort condition gets shorter, and is compiled whole before it is found too long.
-    bxd::HeapBlock code(std::max(bxd::kConditionCodeMax, textLength));
+    bxd::HeapBlock code(std::max(kConditionCodeMax, textLength));
     if (!code) { return BXD_ERR_FAIL; }
     u32 length = 0;
     u32 status = compiler(fid, text, code.data(), kBoxOfIndex, &length);
     if (status == BXD_ERR_NOFILE) { return BXD_OK; }
     if (status != BXD_OK) { return status; }
-    return length <= bxd::kConditionCodeMax
-               ? IndexInfoWriteSub(fid, tag, code.data(), static_cast<u16>(length))
-               : static_cast<u32>(BXD_ERR_FAIL);
+    return length <= kConditionCodeMax ? IndexInfoWriteSub(fid, tag, code.data(), static_cast<u16>(length))
+                                       : static_cast<u32>(BXD_ERR_FAIL);
 }
 
-u32 CompileText(bxd::ConditionCompiler compiler, u8 fid, u16 tag, const u8* data, u32 length)
+u32 CompileText(ConditionCompiler compiler, u8 fid, u16 tag, const u8* data, u32 length)
 {
-    bxd::HeapBlock text(size_t{length} + 1);
+    bxd::HeapBlock text(size_t{length} + kConditionSlack);
     if (!text) { return BXD_ERR_FAIL; }
     std::memcpy(text.data(), data, length);
-    text.data()[length] = 0;
+    std::memset(text.data() + length, 0, kConditionSlack);
     return WriteCompiled(compiler, fid, tag, text.data(), length);
 }
 
 // A search condition may refer to the sort condition, so it follows when that has changed.
-u32 CompileStoredSearch(bxd::ConditionCompiler compiler, u8 fid)
+u32 CompileStoredSearch(u8 fid)
 {
     u32 length = 0;
     u32 pos = 0;
     u32 status = SearchIndexInformation(fid, IDXINF_SEARCH_EXP, &length, &pos);
     if (status == BXD_ERR_NOTFOUND || (status == BXD_OK && length == 0)) { return BXD_OK; }
+    bxd::HeapBlock text;
+    if (status == BXD_OK) { status = bxd::ReadConditionText(fid, pos, length, &text); }
     if (status != BXD_OK) { return status; }
-    bxd::HeapBlock text(size_t{length} + 1);
-    if (!text) { return BXD_ERR_FAIL; }
-    status = bxd::ReadExactly(fid, pos, text.data(), length);
-    if (status != BXD_OK) { return status; }
-    text.data()[length] = 0;
-    return WriteCompiled(compiler, fid, IDXINF_SEARCH_CODE, text.data(), length);
+    return WriteCompiled(ConvertSearchCondition, fid, IDXINF_SEARCH_CODE, text.data(), length);
 }
 
 // --- pieces of the exported functions --------------------------------------------------------------------
@@ -157,25 +158,6 @@ u32 OpenBoxOf(u8 indexFid, const char* indexName, bxd::OpenFile* box)
 
 }  // namespace
 
-namespace bxd {
-
-u32 CompileCondition(const ConditionCompilers& compilers, u8 indexFid, u16 tag, const u8* data, u16 length)
-{
-    // A shorter condition leaves the compiled form of the one before it, which stays the one in force.
-    if (length < kConditionMin) { return BXD_OK; }
-    if (tag == IDXINF_SEARCH_EXP && compilers.search != nullptr) {
-        return CompileText(compilers.search, indexFid, IDXINF_SEARCH_CODE, data, length);
-    }
-    if (tag != IDXINF_SORT_EXP) { return BXD_OK; }
-    u32 status = compilers.sort != nullptr
-                     ? CompileText(compilers.sort, indexFid, IDXINF_SORT_CODE, data, length)
-                     : static_cast<u32>(BXD_OK);
-    return status == BXD_OK && compilers.search != nullptr ? CompileStoredSearch(compilers.search, indexFid)
-                                                           : status;
-}
-
-}  // namespace bxd
-
 extern "C" {
 
 u32 IndexInfoWriteSub(u8 fid, u16 tag, const u8* data, u16 length)
@@ -195,7 +177,14 @@ u32 IndexInfoWriteSub(u8 fid, u16 tag, const u8* data, u16 length)
 
 u32 SearchSortExpCheck(u8 indexFid, u16 tag, const u8* data, u16 length)
 {
-    return bxd::CompileCondition({ConvertSortCondition, nullptr}, indexFid, tag, data, length);
+    // A shorter condition leaves the compiled form of the one before it, which stays the one in force.
+    if (length < kConditionMin) { return BXD_OK; }
+    if (tag == IDXINF_SEARCH_EXP) {
+        return CompileText(ConvertSearchCondition, indexFid, IDXINF_SEARCH_CODE, data, length);
+    }
+    if (tag != IDXINF_SORT_EXP) { return BXD_OK; }
+    u32 status = CompileText(ConvertSortCondition, indexFid, IDXINF_SORT_CODE, data, length);
+    return status == BXD_OK ? CompileStoredSearch(indexFid) : status;
 }
 
 u32 DoIndexInfoWrite(u8 indexFid, u8 indexFileId, const char* indexName, u16 tag, const u8* data)

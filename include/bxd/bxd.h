@@ -7,6 +7,7 @@
  *   box.h     boxes: their life, their items, their figures
  *   card.h    cards: reading, writing, copying, deleting
  *   index.h   indexes: their life, their records, their entries
+ *   condition.h  which cards an index or a search selects
  *   files.h   names, files, the room on the storage, messages
  *   language.h  the language, and the order of texts
  */
@@ -15,6 +16,7 @@
 
 #include "box.h"
 #include "card.h"
+#include "condition.h"
 #include "files.h"
 #include "index.h"
 #include "language.h"

@@ -2,6 +2,8 @@
 // What the tests of the orders share: a box whose items have every type, cards in it, and a pivot.
 #pragma once
 
+#include <algorithm>
+#include <memory>
 #include <optional>
 
 #include "match/bxd_sort_cmp.h"
@@ -40,6 +42,19 @@ inline Bytes Join(const std::vector<Bytes>& parts)
     for (const Bytes& part : parts) { out = out + part; }
     return out;
 }
+
+// Exactly these bytes: a look behind them is found by the sanitizer.
+class Exactly {
+public:
+    explicit Exactly(const Bytes& bytes) : bytes_(new u8[bytes.size()])
+    {
+        std::copy(bytes.begin(), bytes.end(), bytes_.get());
+    }
+    u8* data() const { return bytes_.get(); }
+
+private:
+    std::unique_ptr<u8[]> bytes_;
+};
 
 // An array of keys and the values of a pivot in it.
 class Pivot {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Sort conditions: what is accepted, what is refused, and the bytes that come of it.
 #include <algorithm>
-#include <memory>
 
 #include "tests/match/sort_case.h"
 
@@ -14,19 +13,6 @@ constexpr u8 kLegal[] = {0x80, 0x81, 0x82, 0x83, 0x8C, 0x8D};
 bool IsLegal(u32 code) { return std::count(std::begin(kLegal), std::end(kLegal), code) != 0; }
 
 Bytes KeyText(const std::string& tag, u8 code = 0x80) { return B(tag) + Bytes{0xFE, code}; }
-
-// Exactly these bytes: a look behind them is found by the sanitizer.
-class Exactly {
-public:
-    explicit Exactly(const Bytes& bytes) : bytes_(new u8[bytes.size()])
-    {
-        std::copy(bytes.begin(), bytes.end(), bytes_.get());
-    }
-    const u8* data() const { return bytes_.get(); }
-
-private:
-    std::unique_ptr<u8[]> bytes_;
-};
 
 class SortCondition : public SortCase {
 protected:
