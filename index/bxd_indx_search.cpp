@@ -20,9 +20,9 @@ u32 IsFE96(const u8* condition);
 namespace {
 
 constexpr u32 kPieceEntries = 128;
-constexpr u32 kAheadAfter = 24;       // cards that a scan looks at before it reads the box ahead
-constexpr i32 kFromBehind = 0xFFFE;   // the entry before the number behind the last: it is the last
-constexpr u32 kInfoItem = 0;          // what the matcher tells of the last test
+constexpr u32 kAheadAfter = 24;      // cards that a scan looks at before it reads the box ahead
+constexpr i32 kFromBehind = 0xFFFE;  // the entry before the number behind the last: it is the last
+constexpr u32 kInfoItem = 0;         // what the matcher tells of the last test
 constexpr u32 kInfoOperator = 1;
 constexpr u32 kInfoAttr = kIxEntryAttr;
 constexpr u32 kInfoSize = 4;

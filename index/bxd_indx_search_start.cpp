@@ -62,7 +62,9 @@ FirstKey ReadFirstKey(u8 indexFid, u8* key)
 {
     u32 length = 0;
     u32 pos = 0;
-    if (SearchIndexInformation(indexFid, IDXINF_SORT_EXP, &length, &pos) != BXD_OK) { return FirstKey::kNone; }
+    if (SearchIndexInformation(indexFid, IDXINF_SORT_EXP, &length, &pos) != BXD_OK) {
+        return FirstKey::kNone;
+    }
     if (length == 0) { return FirstKey::kEmpty; }
     u32 size = length < kKeySize ? length : kKeySize;
     return bxd::ReadExactly(indexFid, pos, key, size) == BXD_OK ? FirstKey::kThere : FirstKey::kNone;
@@ -101,7 +103,8 @@ public:
         u32 step = backward ? 1 : 0;
         while (span.lo < span.hi) {
             u32 middle = (span.lo + span.hi) / 2 + step;
-            u32 cardPos = IndexNoToCardAdr(boxFid_, indexFid_, entriesPos_, static_cast<u16>(middle), &cursor_);
+            u32 cardPos =
+                IndexNoToCardAdr(boxFid_, indexFid_, entriesPos_, static_cast<u16>(middle), &cursor_);
             if (cardPos == 0) { return 0; }
             bool holds = SearchCmpCardCore(boxFid_, static_cast<i32>(cardPos), condition_, 0, itemTable_,
                                            nullptr, 0, 0) != 0;
@@ -142,8 +145,7 @@ u32 Jump(u8 boxFid, u8 indexFid, const u8* itemTable, bool backward, u8* conditi
         *stopCode = static_cast<u8>(answer);
         return 0;
     }
-    u32 found =
-        SearchStartID(boxFid, indexFid, condition, current, itemTable, backward ? 1 : 0, sortCode);
+    u32 found = SearchStartID(boxFid, indexFid, condition, current, itemTable, backward ? 1 : 0, sortCode);
     if (found != 0) { *stopCode = kStopAtFailure; }
     return found;
 }

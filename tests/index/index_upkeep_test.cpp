@@ -124,9 +124,9 @@ TEST_F(IndexUpkeep, ANewCardComesIntoTheIndexesThatTakeIt)
         bool comesIn;
     };
     // A filtered index without a condition takes none.
-    for (const Case& c : {Case{0, 0, true}, Case{0, 1, false}, Case{0, 2, false}, Case{0x80, 0, false},
-                          Case{0x82, 1, false}, Case{0x81, 0, true}, Case{0x83, 1, false},
-                          Case{0x02, 3, true}, Case{0x81, 2, false}}) {
+    for (const Case& c :
+         {Case{0, 0, true}, Case{0, 1, false}, Case{0, 2, false}, Case{0x80, 0, false}, Case{0x82, 1, false},
+          Case{0x81, 0, true}, Case{0x83, 1, false}, Case{0x02, 3, true}, Case{0x81, 2, false}}) {
         putBoth({"TEST.IDX", 1, 27, c.type, c.mode});
         const Bytes before = get(kIndex);
         EXPECT_EQ(copyTo(0), 0u) << int{c.type} << " " << int{c.mode};

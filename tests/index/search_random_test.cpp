@@ -85,7 +85,9 @@ protected:
         for (u32 n = 1; n <= order_.size(); ++n) {
             const IndexEntry& entry = order_[n - 1];
             const u8 want = static_cast<u8>(asked.value ^ (asked.mask & 0x40));
-            if ((entry.flags & 1) != 0 || ((entry.attr & asked.mask) == want) == (asked.invert != 0)) { continue; }
+            if ((entry.flags & 1) != 0 || ((entry.attr & asked.mask) == want) == (asked.invert != 0)) {
+                continue;
+            }
             ASSERT_EQ(BoxSearchCheck(box.fid(), entry.cardId, &cursor), 0u);
             if (SearchCmpCardCore(box.fid(), static_cast<i32>(cursor.cardPos), compiled, 0, items, nullptr, 0,
                                   0) != 0) {

@@ -14,7 +14,12 @@ using namespace searchtest;
 constexpr u8 kLanguageKind = 0x15;
 constexpr u8 kBinKind = 0x95;
 
-enum Group { kAtMostOps, kAtLeastOps, kNoOps, kAlways };  // the operators that a scan step by step may stop at
+enum Group {
+    kAtMostOps,
+    kAtLeastOps,
+    kNoOps,
+    kAlways
+};  // the operators that a scan step by step may stop at
 
 // One line of the table: these sort codes, and what they make of the operators.
 struct Line {
@@ -43,8 +48,7 @@ u32 Expected(const std::vector<Line>& lines, u32 code, u8 op)
 TEST(Check1stSearch, AnswersForEveryTestOperatorAndOrder)
 {
     const std::vector<Line> binaryText{{0, 129, kAlways}, {130, 130, kAtMostOps}, {131, 255, kAtLeastOps}};
-    const std::vector<Line> text{
-        {0, 128, kAtMostOps}, {129, 129, kAtLeastOps}, {130, 255, kAlways}};
+    const std::vector<Line> text{{0, 128, kAtMostOps}, {129, 129, kAtLeastOps}, {130, 255, kAlways}};
     const std::vector<Line> other{{0, 127, kAlways},
                                   {128, 128, kAtMostOps},
                                   {129, 129, kAtLeastOps},
@@ -122,8 +126,7 @@ TEST(MoveXDataEnd, TurnsTheOperatorToOneSideOfTheBoundary)
                     u32 want = op;
                     if (op == 0x90) { want = flip ? 0x9A : 0x98; }
                     if (op == 0x91 && isText) { want = flip ? 0x97 : 0x98; }
-                    Bytes condition =
-                        FirstClause(static_cast<u8>(op), static_cast<u8>(type), Bytes(8, 0));
+                    Bytes condition = FirstClause(static_cast<u8>(op), static_cast<u8>(type), Bytes(8, 0));
                     ASSERT_NE(MoveXDataEnd(condition.data(), backward, code), 0u);
                     ASSERT_EQ(condition[3], want) << type << " " << op << " " << int{code};
                 }
@@ -136,8 +139,8 @@ TEST(MoveXDataEnd, TurnsTheOperatorToOneSideOfTheBoundary)
 
 TEST(CheckWildCard, LooksAtDatesOfTestsByLanguage)
 {
-    const Bytes date{0, 0, 0x48, 0xB3, 0x07};        // a day, a month and a year, midnight
-    const Bytes anyMonth{0, 0, 0x48, 0xBF, 0x07};    // month 15
+    const Bytes date{0, 0, 0x48, 0xB3, 0x07};      // a day, a month and a year, midnight
+    const Bytes anyMonth{0, 0, 0x48, 0xBF, 0x07};  // month 15
     const Bytes week{0x11, 0x33, 0x07};
     const Bytes anyWeekday{0x17, 0x33, 0x07};
     EXPECT_EQ(CheckWildCard(FirstClause(0x90, 4, date).data()), 0u);
@@ -226,14 +229,13 @@ TEST_F(SearchStart, FindsTheBoundaryFromEveryStart)
                         Bytes condition = compiled(op, value);
                         const Bytes before = condition;
                         const u32 found = with([&](u8 box, u8 index, const u8* items) {
-                            return SearchStartID(box, index, condition.data(), static_cast<u16>(start),
-                                                 items, backward ? 1 : 0, code_);
+                            return SearchStartID(box, index, condition.data(), static_cast<u16>(start), items,
+                                                 backward ? 1 : 0, code_);
                         });
                         const u32 lo = backward ? 1 : start + 1;
                         const u32 hi = backward ? (start > 0 ? start - 1 : 0) : kCount;
                         // Behind the table there is no card to ask, and no boundary.
-                        const u32 want =
-                            hi > kCount ? found : boundary(asked, value, lo, hi, backward);
+                        const u32 want = hi > kCount ? found : boundary(asked, value, lo, hi, backward);
                         ASSERT_EQ(found, want) << down << backward << int{op} << " " << value << " " << start;
                         ASSERT_EQ(condition, before);
                     }

@@ -63,7 +63,9 @@ TEST_F(IndexSearch, RefusesConditionsThatNoSearchTakes)
                              Bytes{0xFE, 0x96, 1},
                              reading(0x90, "c") + kAndClause + Bytes{0xFE, 0x96, 1},
                              reading(0x90, std::string(5000, 'x'))};
-    for (const Bytes& clauses : refused) { EXPECT_EQ(search(clauses), 66u) << ::testing::PrintToString(clauses); }
+    for (const Bytes& clauses : refused) {
+        EXPECT_EQ(search(clauses), 66u) << ::testing::PrintToString(clauses);
+    }
     u16 number = kNothing;
     EXPECT_EQ(_IndexSearch(kIndex, nullptr, nullptr, 0, 0, 0, 0, 0, &number), 66u);
     EXPECT_EQ(number, kNothing);

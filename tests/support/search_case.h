@@ -22,7 +22,10 @@ inline Bytes TestOf(u8 op, u8 type, const Bytes& value, bool binary = false)
     if (binary) { out = {0xFE, 0x95}; }
     return out + Bytes{0xFE, op, type} + value;
 }
-inline Bytes Clause(const char* tag, u8 op, u8 type, const Bytes& value) { return B(tag) + TestOf(op, type, value); }
+inline Bytes Clause(const char* tag, u8 op, u8 type, const Bytes& value)
+{
+    return B(tag) + TestOf(op, type, value);
+}
 inline Bytes Clause(const char* tag, u8 op, const std::string& text, TextForm form = {})
 {
     return B(tag) + TestOf(op, form.type, B(text), form.binary);
@@ -75,7 +78,10 @@ protected:
         putIndex(ordered(compiled).entries(entries));
     }
     // The cards 1 to n in their order.
-    void putOrdered(u32 n, const Bytes& compiled = kByLanguage) const { putOrdered(visible(IdsTo(n)), compiled); }
+    void putOrdered(u32 n, const Bytes& compiled = kByLanguage) const
+    {
+        putOrdered(visible(IdsTo(n)), compiled);
+    }
     static std::vector<IndexEntry> visible(const std::vector<u32>& ids)
     {
         std::vector<IndexEntry> out;
