@@ -63,7 +63,7 @@ bool CompareRendered(const StoredValue& card, u8 type, const Test& test)
     if (card.len != size || !card.read(0, packed, size)) { return false; }
 
     u8 text[bxd::kTimeTextMax] = {};  // zeros: a span gets its sign from the first byte
-    const u8* end = text;
+    const u8* end = nullptr;
     switch (type) {
     case kItemDate: end = HMSToAsc(packed, YMDToAsc(packed, text), 0); break;
     case kItemSpan: end = DHMSToAsc(packed, text); break;

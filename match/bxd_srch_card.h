@@ -26,8 +26,8 @@ extern "C" {
 u32 SearchCmpCardCore(u8 boxId, i32 cardAddr, const u8* cond, u32 otherCard, const u8* itemTable, u8* info,
                       u32 useAttr, u32 emptyFalse);
 
-// A test of bits in memory: value[0] is the mask, value[1] what the masked bits must be (0x88) or must not be (0x89).
-// Any other operator is false.
+// A test of bits in memory: value[0] is the mask, value[1] what the masked bits must be (0x88) or must not be
+// (0x89). Any other operator is false.
 u32 SearchCmpAttr(u8 attr, const u8* value, u8 op);
 
 // A compare of texts (bxd_srch_text.h).

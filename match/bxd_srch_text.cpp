@@ -17,8 +17,61 @@ constexpr u16 kCodeLf = 0x100A;
 constexpr u8 kLf = 0x0A;
 constexpr u32 kCodeSize = 2;
 
-// How the families read. `isEnd` is the test for the end of the condition once the card has ended.
+constexpr u32 kPlainBytes = 0x80;  // bytes that are a character each in both encodings
+
+// The search codes of these bytes, by which a scan passes over most of a western text. They are made anew
+// when another language's converters have been set.
+class PlainUtf8 {
+public:
+    static const u16* codes()
+    {
+        if (sortCode_ != SortConvCharUtf8Lang || searchCode_ != SearchCodeConverterUtf8) { make(); }
+        return codes_;
+    }
+
+private:
+    static void make()
+    {
+        sortCode_ = SortConvCharUtf8Lang;
+        searchCode_ = SearchCodeConverterUtf8;
+        for (u32 c = 0; c < kPlainBytes; ++c) {
+            codes_[c] = bxd::SearchCodeUtf8(static_cast<u16>(sortCode_(c)));
+        }
+    }
+
+    static u32 (*sortCode_)(u32 codePoint);
+    static BxdSearchCodeConverter searchCode_;
+    static u16 codes_[kPlainBytes];
+};
+u32 (*PlainUtf8::sortCode_)(u32 codePoint) = nullptr;
+BxdSearchCodeConverter PlainUtf8::searchCode_ = nullptr;
+u16 PlainUtf8::codes_[kPlainBytes] = {};
+
+class PlainSjis {
+public:
+    static const u16* codes()
+    {
+        static const PlainSjis plain;
+        return plain.codes_;
+    }
+
+private:
+    PlainSjis()
+    {
+        for (u32 c = 0; c < kPlainBytes; ++c) {
+            const u8 byte = static_cast<u8>(c);
+            u16 used = 0;
+            codes_[c] = bxd::SearchCodeSjis(static_cast<u16>(bxd::SortCodeAt(&byte, sizeof byte, &used)));
+        }
+    }
+
+    u16 codes_[kPlainBytes];
+};
+
+// How the families read. `isEnd` is the test for the end of the condition once the card has ended, `plain`
+// the table of search codes, or null where bytes do not stand for themselves.
 struct Sjis {
+    static const u16* plain() { return PlainSjis::codes(); }
     static u16 code(const u8* s, u32 left, u16* used)
     {
         return static_cast<u16>(bxd::SortCodeAt(s, left, used));
@@ -31,11 +84,13 @@ struct Sjis {
 };
 
 struct SjisCrLf : Sjis {
+    static const u16* plain() { return nullptr; }
     static void skipInText(u16 code, const u8** text, u16* remaining) { SkipLfStr(code, text, remaining); }
     static void skipInValue(u16 code, const u8** value) { SkipLfCode(code, value); }
 };
 
 struct Utf8 : Sjis {
+    static const u16* plain() { return PlainUtf8::codes(); }
     static u16 code(const u8* s, u32 left, u16* used)
     {
         return static_cast<u16>(bxd::SortCodeAtUtf8(s, left, used));
@@ -114,8 +169,16 @@ u32 Contains(const u8* text, const u8* value, u16 len)
     if (Family::isEnd(value)) { return 1; }
     Text<Family> card = {text, len};
     u16 first = Family::primary(NextCode<Family>(&value));
+    const u16* plain = Family::plain();
     while (card.left != 0) {
-        if (Family::primary(card.next()) != first) { continue; }
+        if (plain != nullptr && *card.at < kPlainBytes) {
+            u16 code = plain[*card.at];
+            ++card.at;
+            --card.left;
+            if (code != first) { continue; }
+        } else if (Family::primary(card.next()) != first) {
+            continue;
+        }
         Found found = Follow(card, value);
         if (found != Found::kNo) { return found == Found::kYes ? 1 : 0; }
     }

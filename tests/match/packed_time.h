@@ -5,6 +5,7 @@
 #include <bxd/types.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 
 namespace sorttest {
