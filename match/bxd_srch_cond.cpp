@@ -6,6 +6,13 @@
 
 namespace {
 
+// Values have the types that items have.
+static_assert(BXD_VALUE_TEXT == kItemText && BXD_VALUE_TEXT2 == kItemText2 &&
+              BXD_VALUE_UTF8 == kItemTextUtf8);
+static_assert(BXD_VALUE_DATE == kItemDate && BXD_VALUE_SPAN == kItemSpan && BXD_VALUE_WEEK == kItemWeekDate);
+static_assert(BXD_VALUE_BITS == kItemBits && BXD_VALUE_BYTES == kCategoryItemType);
+static_assert(BXD_VALUE_HALF == kItemHalf && BXD_VALUE_BYTE == kItemByte && BXD_VALUE_WORD == kItemWord);
+
 constexpr u8 kOpens = '(';
 constexpr u8 kCloses = ')';
 constexpr u8 kLastOperator = BXD_OP_BLANK;

@@ -17,9 +17,9 @@ extern "C" {
 // 0 ends the look.
 u32 IsFE96(const u8* condition);
 
-// Copies the condition to `out`, of kExpandedMax bytes, with the operator replaced by the tests that it stands
-// for. 69 where it stands elsewhere than at the begin or behind FE 86, where more than its count follows it,
-// where the index has fewer keys, or where the room does not do; else the status of the look-up or read that
-// failed. A count of 0 leaves nothing in its place.
+// Copies the condition to `out`, of kExpandedMax bytes, with the operator replaced by what it stands for. 69
+// where it is elsewhere than at the begin or behind FE 86, where anything follows its count, where the index
+// has fewer keys, or where the room does not do; else the status of the look-up or read that failed. A count
+// of 0 leaves nothing in its place.
 u32 ExpandFE96(u8 indexId, u8* out, const u8* in);
 }

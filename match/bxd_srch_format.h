@@ -16,7 +16,7 @@
 //
 //   a byte 0 ends it                             a byte 0 ends it
 //
-// What a search compiles for itself has no flags byte. The operators 94, 9E and 9F have neither type nor value.
+// What a search compiles for itself has no flags byte. The operators 94, 9E and 9F have no type and no value.
 #pragma once
 
 #include <bxd/condition.h>

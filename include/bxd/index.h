@@ -59,7 +59,7 @@ enum {
 enum {
     IDXINF_BOX_NAME = 1,      /* the name of the box, without terminator; without it the index has no box */
     IDXINF_SORT_EXP = 2,      /* sort condition, external form */
-    IDXINF_SEARCH_EXP = 3,    /* search condition, external form */
+    IDXINF_SEARCH_EXP = 3,    /* search condition, external form, see condition.h */
     IDXINF_TYPE = 4,          /* 1 byte, the type bits below; missing, it counts as 0 */
     IDXINF_UPDATE_MODE = 32,  /* 1 byte, the update mode below; missing, it counts as 0 */
     IDXINF_LANGUAGE = 33,     /* 2 letters, the language of the collation when the index was made */
@@ -151,8 +151,9 @@ BXD_API u32 _IndexCopy(const char* srcName, const char* destName, u16 tag, const
  *
  * A sort condition, IDXINF_SORT_EXP, of five bytes or more is stored and compiled: IDXINF_SORT_CODE follows,
  * where the index knows its box. A malformed one is stored too, and the compiled form stays as it is, as it
- * does for a shorter one. A search condition, IDXINF_SEARCH_EXP, is stored; IDXINF_SEARCH_CODE, its compiled
- * form, stays as it is.
+ * does for a shorter one. The same holds for a search condition (condition.h), IDXINF_SEARCH_EXP, and its
+ * compiled form, IDXINF_SEARCH_CODE. One that is there already is compiled again behind a sort condition, as
+ * it may refer to the keys.
  *
  *   0   written, and the box knows
  *   64  no such index or no index; or, with the record written, its box cannot be opened
@@ -166,8 +167,8 @@ BXD_API u32 _IndexCopy(const char* srcName, const char* destName, u16 tag, const
 BXD_API u32 _IndexInfoWrite(const char* name, u16 tag, const u8* data, u16 length);
 
 /*
- * The same for a condition that is to be checked: it ends with 69, BXD_ERR_CONDITION, where one that was
- * written is malformed, and _IndexInfoWrite goes on.
+ * The same for a condition that is to be checked: it ends with 69, BXD_ERR_CONDITION, where the one that was
+ * written is malformed, or the search condition that follows a sort condition. _IndexInfoWrite goes on there.
  */
 BXD_API u32 _IndexInfoWriteWithCheck(const char* name, u16 tag, const u8* data, u16 length);
 

@@ -55,7 +55,7 @@ protected:
         builder.card(2);
         box_ = builder.build();
         IndexBuilder index;
-        index.created().record(1, kBox).record(4, Bytes{0x82}).record(32, Bytes{1}).record(3, "condition");
+        index.created().record(1, kBox).record(4, Bytes{0x82}).record(32, Bytes{1}).record(3, "NAME\xFE\x9E");
         index_ = index.entries({{2, 0x47}, {1, 0x46, 1}}).build();
     }
 

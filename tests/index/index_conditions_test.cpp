@@ -113,6 +113,65 @@ TEST_F(IndexConditions, ASearchConditionIsStoredAndCompiled)
     EXPECT_EQ(searchCode(), (Bytes{6, 0xFF, 0xFF, 0x15, 0x9E, 0}));
 }
 
+TEST_F(IndexConditions, TheConstantsOfTheHeaderMakeACondition)
+{
+    const u8 wanted[] = {'N',
+                         'A',
+                         'M',
+                         'E',
+                         BXD_OP_MARK,
+                         BXD_OP_BEGINS,
+                         BXD_VALUE_TEXT,
+                         'a',
+                         BXD_OP_MARK,
+                         BXD_OP_CLAUSE_OR,
+                         'c',
+                         'T',
+                         'T',
+                         'M',
+                         BXD_OP_MARK,
+                         BXD_OP_BINARY,
+                         BXD_OP_MARK,
+                         BXD_OP_CONTAINS,
+                         BXD_VALUE_UTF8,
+                         'c',
+                         BXD_OP_MARK,
+                         BXD_OP_AND,
+                         BXD_OP_MARK,
+                         BXD_OP_NOT_BLANK,
+                         0};
+    putIndex(bound());
+    ASSERT_EQ(_IndexInfoWriteWithCheck(kIndex, IDXINF_SEARCH_EXP, wanted, sizeof wanted), 0u);
+    u16 used = 0;
+    const u32 a = SortConvChar(Data("a"), &used);
+    EXPECT_EQ(searchCode(), (Bytes{2,
+                                   1,
+                                   kNameItem,
+                                   0x15,
+                                   0x91,
+                                   1,
+                                   4,
+                                   0,
+                                   static_cast<u8>(a),
+                                   static_cast<u8>(a >> 8),
+                                   0,
+                                   0,
+                                   0x87,
+                                   4,
+                                   2,
+                                   0x95,
+                                   0x92,
+                                   17,
+                                   2,
+                                   0,
+                                   'c',
+                                   0,
+                                   0x84,
+                                   0x15,
+                                   0x9E,
+                                   0}));
+}
+
 TEST_F(IndexConditions, AMalformedSearchConditionStaysStoredAndTheCheckTells)
 {
     putIndex(bound().record(128, "old"));
