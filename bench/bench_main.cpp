@@ -8,6 +8,9 @@
 //   reopen   the store is closed and opened, and a card is read
 //   sort     an index of all cards, in the order of their ids, is sorted by the readings; the peer's word is
 //            CREATE INDEX
+//   find     the first entry whose reading begins with some letters, by an index of the readings
+//   scan     all meanings are looked through for a text
+//   indexed  a card is created in a store with three sorted indexes
 //   collect  when every other card has grown, the dead space is collected; the peer's word is VACUUM
 //
 // The stores are filled once. What changes a store works on a copy.
@@ -78,7 +81,7 @@ std::filesystem::path Filled(const Kind& kind, uint32_t cards)
 std::unique_ptr<Store> OpenCopy(const Kind& kind, uint32_t cards)
 {
     std::filesystem::path copy = gDirectory / (std::string("work") + kind.extension);
-    for (const char* tail : {"", "-wal", "-shm", ".idx"}) { std::filesystem::remove(copy.string() + tail); }
+    for (const char* tail : {"", "-wal", "-shm", ".idx", ".HEAD.idx", ".READ.idx", ".MEAN.idx"}) { std::filesystem::remove(copy.string() + tail); }
     std::filesystem::copy_file(Filled(kind, cards), copy);
     std::unique_ptr<Store> store = kind.open(copy);
     for (uint32_t id = 1; id <= cards; id++) { (void)store->read(id); }  // warm
@@ -151,6 +154,34 @@ void Sort(benchmark::State& state, const Kind& kind, uint32_t cards)
     }
 }
 
+void Find(benchmark::State& state, const Kind& kind, uint32_t cards)
+{
+    std::unique_ptr<Store> store = OpenCopy(kind, cards);
+    store->prepareSearch();
+    RandomId id(cards);
+    for (auto _ : state) {
+        if (!store->find(MakeEntry(id()).reading.substr(0, 6))) { Fail("a reading is not found"); }
+    }
+}
+
+void Scan(benchmark::State& state, const Kind& kind, uint32_t cards)
+{
+    std::unique_ptr<Store> store = OpenCopy(kind, cards);
+    store->prepareSearch();
+    RandomId id(cards);
+    for (auto _ : state) {
+        if (store->count(MakeEntry(id()).meaning.substr(10, 12)) == 0) { Fail("a meaning is not found"); }
+    }
+}
+
+void Indexed(benchmark::State& state, const Kind& kind, uint32_t cards)
+{
+    std::unique_ptr<Store> store = OpenCopy(kind, cards);
+    store->prepareSearch();
+    uint32_t n = 7 * cards;
+    for (auto _ : state) { store->add(MakeEntry(++n)); }
+}
+
 // One collection for each store: the second would find nothing dead.
 void Collect(benchmark::State& state, const Kind& kind, uint32_t cards)
 {
@@ -188,6 +219,9 @@ void RegisterAll()
     Register("reopen", Reopen, 1000, 500);
     Register("reopen", Reopen, 60000, 500);
     Register("sort", Sort, 23000, 5);
+    Register("find", Find, 23000, kChanges);
+    Register("scan", Scan, 23000, 5);
+    Register("indexed", Indexed, 23000, kChanges);
     Register("collect", Collect, 23000, 1);
 }
 

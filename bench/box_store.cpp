@@ -74,8 +74,55 @@ public:
         if (_IndexSort(index().c_str(), box_) != 0) { Fail("the index of the box cannot be sorted"); }
     }
 
+    void prepareSearch() override
+    {
+        for (const char* tag : {"HEAD", "READ", "MEAN"}) {
+            if (access(indexOf(tag).c_str(), F_OK) != 0) { makeIndexOf(tag); }
+        }
+    }
+    bool find(const std::string& begin) override
+    {
+        u16 number = 0;
+        return search("READ", kBegins, begin, &number);
+    }
+    uint32_t count(const std::string& text) override
+    {
+        uint32_t found = 0;
+        u16 number = 0;
+        while (search("MEAN", kContains, text, &number)) { found++; }
+        return found;
+    }
+
 private:
+    static constexpr u8 kBegins = 0x91;
+    static constexpr u8 kContains = 0x92;
+
     std::string index() const { return path_ + ".idx"; }
+    std::string indexOf(const std::string& tag) const { return path_ + "." + tag + ".idx"; }
+
+    // By language, and filled.
+    void makeIndexOf(const std::string& tag)
+    {
+        const std::string name = indexOf(tag);
+        const std::string order = tag + "\xFE\x80" + '\0';
+        bool done =
+            _BoxClose(box_) == 0 && _IndexCreate(name.c_str(), BXD_INDEX_MASTER) == 0 &&
+            _IndexInfoWrite(name.c_str(), IDXINF_BOX_NAME, reinterpret_cast<const u8*>(path_.data()),
+                            static_cast<u16>(path_.size())) == 0 &&
+            _IndexInfoWrite(name.c_str(), IDXINF_SORT_EXP, reinterpret_cast<const u8*>(order.data()),
+                            static_cast<u16>(order.size())) == 0;
+        open();
+        done = done && _IndexUnGroup(name.c_str(), box_) == 0 && _IndexSort(name.c_str(), box_) == 0;
+        if (!done) { Fail("an index of the box cannot be made"); }
+    }
+
+    // The next entry behind *number in the order of the item.
+    bool search(const std::string& tag, u8 op, const std::string& text, u16* number)
+    {
+        const std::string condition = tag + '\xFE' + static_cast<char>(op) + '\x11' + text;
+        return _IndexSearch(indexOf(tag).c_str(), box_, reinterpret_cast<const u8*>(condition.c_str()), 0, 0, 0,
+                            0, *number, number) == 0;
+    }
 
     // It is registered in the box, which grows by that.
     void makeIndex()

@@ -54,6 +54,34 @@ public:
     void prepareSort() override { run("DROP INDEX IF EXISTS readings"); }
     void sort() override { run("CREATE INDEX readings ON cards(reading COLLATE BINARY)"); }
 
+    void prepareSearch() override
+    {
+        run("CREATE INDEX IF NOT EXISTS headwords ON cards(headword)");
+        run("CREATE INDEX IF NOT EXISTS readings ON cards(reading)");
+        run("CREATE INDEX IF NOT EXISTS meanings ON cards(meaning)");
+        find_ = prepare("SELECT id FROM cards WHERE reading >= ? AND reading < ? ORDER BY reading LIMIT 1");
+        count_ = prepare("SELECT count(*) FROM cards NOT INDEXED WHERE meaning LIKE ?");
+    }
+    bool find(const std::string& begin) override
+    {
+        bind(find_, 1, begin);
+        std::string end = begin;
+        end.back() = static_cast<char>(end.back() + 1);
+        bind(find_, 2, end);
+        bool found = sqlite3_step(find_) == SQLITE_ROW;
+        sqlite3_reset(find_);
+        return found;
+    }
+    uint32_t count(const std::string& text) override
+    {
+        std::string pattern = "%" + text + "%";
+        bind(count_, 1, pattern);
+        if (sqlite3_step(count_) != SQLITE_ROW) { Fail("the peer does not count"); }
+        auto found = static_cast<uint32_t>(sqlite3_column_int64(count_, 0));
+        sqlite3_reset(count_);
+        return found;
+    }
+
 private:
     static void bind(sqlite3_stmt* statement, int n, const std::string& text)
     {
@@ -95,6 +123,8 @@ private:
         sqlite3_finalize(insert_);
         sqlite3_finalize(select_);
         sqlite3_finalize(update_);
+        sqlite3_finalize(find_);
+        sqlite3_finalize(count_);
         sqlite3_close(db_);
     }
 
@@ -104,6 +134,8 @@ private:
     sqlite3_stmt* insert_ = nullptr;
     sqlite3_stmt* select_ = nullptr;
     sqlite3_stmt* update_ = nullptr;
+    sqlite3_stmt* find_ = nullptr;
+    sqlite3_stmt* count_ = nullptr;
 };
 
 }  // namespace

@@ -33,6 +33,12 @@ public:
     // An index of all entries, without order; then the order of the readings, byte by byte.
     virtual void prepareSort() = 0;
     virtual void sort() = 0;
+    // Indexes of all three texts, in order, which every change of a card keeps up.
+    virtual void prepareSearch() = 0;
+    // The first entry whose reading begins so, in the order of the readings; false for none.
+    virtual bool find(const std::string& begin) = 0;
+    // How many meanings contain a text.
+    virtual uint32_t count(const std::string& text) = 0;
 };
 
 // Each opens the file at `path`, making it where it is not there, and ends the program where it cannot.

@@ -218,6 +218,20 @@ u32 RemoveInPieces(u8 fid, const EntryTable& table, const IdList& list)
 
 }  // namespace
 
+namespace bxd {
+
+u32 RemoveEntry(u8 fid, u32 entryPos, u16 count)
+{
+    u32 status = CutTransfer(fid, entryPos, kIxEntrySize);
+    if (status != BXD_OK) { return status; }
+    u32 tablePos = 0;
+    status = ReadWord(fid, kIxTablePos, &tablePos);
+    if (status == BXD_OK) { status = WriteHalf(fid, tablePos, static_cast<u16>(count - 1)); }
+    return status == BXD_OK ? DeleteDoublyBit(fid, entryPos) : status;
+}
+
+}  // namespace bxd
+
 extern "C" {
 
 u32 AddLastIndex(u8 fid, u16 cardId, u32 attr)
@@ -293,12 +307,7 @@ u32 _IndexNoDelete(const char* name, u16 indexNo)
 
     IndexEntryPos found{};
     if (SearchIndexID(fid, indexNo, &found) != BXD_OK) { return BXD_ERR_NOTFOUND; }
-    status = CutTransfer(fid, found.pos, kIxEntrySize);
-    if (status != BXD_OK) { return status; }
-    u32 tablePos = 0;
-    status = bxd::ReadWord(fid, kIxTablePos, &tablePos);
-    if (status == BXD_OK) { status = bxd::WriteHalf(fid, tablePos, static_cast<u16>(found.count - 1)); }
-    return status == BXD_OK ? DeleteDoublyBit(fid, found.pos) : status;
+    return bxd::RemoveEntry(fid, found.pos, found.count);
 }
 
 u32 _IndexNoDeleteWithNum(const char* name, const u16* cardIds, u16 n)

@@ -33,3 +33,11 @@ u32 DeleteAttrIndex(u8 indexFid, u8 mask, u8 value, u8 negate);
 // 1 where `cardId` is among the `n` ids and fewer than n have been removed.
 u32 CheckDeleteCardID(u32 n, u16 removed, const u16* cardIds, u16 cardId);
 }
+
+namespace bxd {
+
+// Takes out the entry at that place of a table of `count` entries, and makes the one that moves there visible.
+// A failure after the move leaves the count one ahead.
+[[nodiscard]] u32 RemoveEntry(u8 fid, u32 entryPos, u16 count);
+
+}  // namespace bxd

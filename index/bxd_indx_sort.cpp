@@ -194,6 +194,6 @@ u32 ExecSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16
     u32 place =
         bxd::SortInMemory(boxFid, indexFid, count, keys, tablePos, sortedEnd, first, fullSort, match, &torn);
     if (place != 0 || torn) { return place; }
-    return bxd::SortOnFile(boxFid, indexFid, count, keys, tablePos, sortedEnd, first);
+    return bxd::SortOnFile(boxFid, indexFid, count, keys, tablePos, sortedEnd, first, match);
 }
 }

@@ -2,11 +2,13 @@
 #include "index/bxd_indx_sort_fast.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "box/bxd_card_slots.h"
 #include "index/bxd_indx_insert.h"
 #include "index/bxd_indx_lookup.h"
+#include "index/bxd_indx_match.h"
 #include "storage/bxd_file_ahead.h"
 
 namespace {
@@ -32,13 +34,19 @@ void MoveEntry(const IndexSortContext* context, u32 source, u32 target)
     std::memcpy(Entry(context, target), moved, kIxEntrySize);
 }
 
-// The table of one sort for the binary insertion.
+// The table of one sort for the binary insertion. Without the positions of all cards each is looked up when it
+// is asked for.
 class MemoryTable {
 public:
-    explicit MemoryTable(IndexSortContext* context) : context_(context) {}
+    explicit MemoryTable(IndexSortContext* context) : context_(context) { cursor_.valid = kCursorNew; }
 
     u8 boxFid() const { return context_->boxFid; }
-    u32 cardPos(u32 n) const { return CardPos(context_, n); }
+    u32 cardPos(u32 n)
+    {
+        if (context_->offsets != nullptr) { return CardPos(context_, n); }
+        u16 id = GET_2BYTES(Entry(context_, n));
+        return BoxSearchCheck(context_->boxFid, id, &cursor_) == BXD_OK ? cursor_.cardPos : 0;
+    }
     bool move(u32 source, u32 target)
     {
         if (source < target) { return false; }
@@ -48,6 +56,7 @@ public:
 
 private:
     IndexSortContext* context_;
+    CardSlotCursor cursor_ = {};
 };
 
 struct Range {
@@ -214,13 +223,14 @@ u32 LinearTableSize(u16 maxId)
     return kFirst + kAppendIds * 4 * (bxd::AppendGroup(maxId) + 1);
 }
 
-// Writes the sorted entries back. A write that fails may have left some entries twice and others not at all:
-// it is made once more before the sort fails.
-bool WriteEntries(u8 indexFid, u32 tablePos, const u8* entries, u32 bytes)
+// Writes the sorted entries from `first` on back. A write that fails may have left some entries twice and others
+// not at all: it is made once more before the sort fails.
+bool WriteEntries(const IndexSortContext* context, u32 tablePos, u32 first, u32 count)
 {
     u32 status = BXD_ERR_FAIL;
     for (u32 tries = 0; tries < 2 && status != BXD_OK; ++tries) {
-        status = bxd::WriteAll(indexFid, tablePos + kIxCountSize, entries, bytes);
+        status = bxd::WriteAll(context->indexFid, bxd::EntryPosition(tablePos, first), Entry(context, first),
+                               (count - first + 1) * kIxEntrySize);
     }
     return status == BXD_OK;
 }
@@ -240,12 +250,38 @@ u32 SortAll(IndexSortContext* context, u16 count, u16 maxId)
     return result;
 }
 
-u32 SortEntries(IndexSortContext* context, u16 count, u16 maxId, u16 sortedEnd, u16 first)
+// The positions of the cards 1 to maxId.
+bool LoadOffsets(u8 boxFid, u16 maxId, bxd::HeapBlock* linear)
+{
+    linear->reset(static_cast<u8*>(std::malloc(LinearTableSize(maxId))));
+    if (!*linear) {
+        BxdDebug("FastSort: could not allocate memory for offset table\n");
+        return false;
+    }
+    if (ReadLinearTable(boxFid, reinterpret_cast<u32*>(linear->data()), maxId) != BXD_OK) {
+        BxdDebug("FastSort: could not read offset table\n");
+        return false;
+    }
+    return true;
+}
+
+// Puts the entries from `first` on in their places. A card of which only the neighbours can tell whether it is
+// visible hides one of them, or is hidden.
+u32 InsertAll(IndexSortContext* context, u16 count, u32 sortedEnd, u32 first, i32 match)
+{
+    MemoryTable table(context);
+    u32 place = bxd::InsertEntries(table, context->keys, count, sortedEnd, first);
+    if (place == 0 || match >= 0) { return place; }
+    u32 hidden = bxd::HiddenByPlacing(context->indexFid, table, place, count);
+    if (hidden != 0) { Entry(context, hidden)[kIxEntryFlags] |= kIxDoublyBit; }
+    return place;
+}
+
+u32 SortEntries(IndexSortContext* context, u16 count, u16 maxId, u16 sortedEnd, u16 first, i32 match)
 {
     bool full = sortedEnd == 0;
     if (full && count > kInsertMost) { return SortAll(context, count, maxId); }
-    MemoryTable table(context);
-    return bxd::InsertEntries(table, context->keys, count, full ? 1U : sortedEnd, full ? 2U : first);
+    return InsertAll(context, count, full ? 1U : sortedEnd, full ? 2U : first, match);
 }
 
 }  // namespace
@@ -254,8 +290,6 @@ u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tabl
                       u16 first, i32 fullSort, i32 match, bool* torn)
 {
     *torn = false;
-    // A card whose equal neighbour would hide it is told by the search condition, which a caller has asked.
-    (void)match;
     u32 bytes = count * kIxEntrySize;
     bxd::HeapBlock entries(bytes + kIxEndMarkSize);
     if (!entries) {
@@ -268,20 +302,17 @@ u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tabl
     }
     u16 maxId = HighestCard(entries.data(), count);
     if (maxId == 0) { return 0; }
-    bxd::HeapBlock linear(LinearTableSize(maxId));
-    if (!linear) {
-        BxdDebug("FastSort: could not allocate memory for offset table\n");
-        return 0;
+    IndexSortContext context = {entries.data(), nullptr, keys, fullSort, 0, 0, boxFid, indexFid, nullptr};
+    bool placesOne = sortedEnd != 0 && first == count;
+    u32 place = placesOne ? InsertAll(&context, count, sortedEnd, first, match) : 0;
+    if (place == 0) {
+        bxd::HeapBlock linear;
+        if (!LoadOffsets(boxFid, maxId, &linear)) { return 0; }
+        context.offsets = reinterpret_cast<const u32*>(linear.data());
+        place = SortEntries(&context, count, maxId, sortedEnd, first, match);
     }
-    u32* offsets = reinterpret_cast<u32*>(linear.data());
-    if (ReadLinearTable(boxFid, offsets, maxId) != BXD_OK) {
-        BxdDebug("FastSort: could not read offset table\n");
-        return 0;
-    }
-
-    IndexSortContext context = {entries.data(), offsets, keys, fullSort, 0, 0, boxFid, indexFid, nullptr};
-    u32 place = SortEntries(&context, count, maxId, sortedEnd, first);
-    if (place == 0 || WriteEntries(indexFid, tablePos, entries.data(), bytes)) { return place; }
+    u32 changed = placesOne ? place : 1;
+    if (place == 0 || WriteEntries(&context, tablePos, changed, count)) { return place; }
     *torn = true;
     if (sortedEnd != 0 || count <= kInsertMost) { BxdDebug("FastSort: could not write card id table\n"); }
     return 0;

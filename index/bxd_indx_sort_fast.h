@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Sorting an index in memory: the card table and the box's offset tables are loaded whole.
+// Sorting an index in memory: the card table is loaded whole, and for more than one card the box's offset
+// tables as well.
 //
 //   entries   [id attr flags][id attr flags] ...         entry n at (n - 1) * 4
 //                |
@@ -10,7 +11,8 @@
 //   up to 8             binary insertion
 //   9 and more          quicksort; insertion sort of its short ranges
 //
-// The file is written once, at the end: a sort that fails before that has changed nothing.
+// The file is written once, at the end: a sort that fails here has changed nothing. Of one card that is placed
+// only what has changed is written, from its place on.
 #pragma once
 
 #include "index/bxd_indx_sort_keys.h"
@@ -39,7 +41,7 @@ extern "C" {
 // Orders `count` entries of the table at tablePos. sortedEnd of 0: nothing is in order yet. Else the entries
 // 1 to sortedEnd are, and those from `first` on are placed. Gives the number of the entry placed last, or 0
 // where the sort fails or cannot be done in memory. `match` is the answer of the search condition for the
-// placed card.
+// placed card: where it is less than 0 the neighbours of the card tell which of them is hidden.
 u32 FastSort(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
              i32 fullSort, i32 match);
 

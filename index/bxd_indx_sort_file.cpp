@@ -3,9 +3,14 @@
 
 #include "index/bxd_indx_insert.h"
 #include "index/bxd_indx_lookup.h"
+#include "index/bxd_indx_match.h"
 #include "storage/bxd_data.h"
 
 namespace {
+
+// What tells, in place of a doubly bit, that a card placed on the file has an equal neighbour. It stands in the
+// id of entry 1, as files that were sorted in this way have it.
+constexpr u8 kHiddenMark = 1;
 
 // The table of one sort for the binary insertion. Cards are looked up by their ids each time, with one memo.
 class FileTable {
@@ -42,11 +47,15 @@ private:
 
 namespace bxd {
 
-u32 SortOnFile(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first)
+u32 SortOnFile(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
+               i32 match)
 {
     bool full = sortedEnd == 0;
     FileTable table(boxFid, indexFid, tablePos);
-    return InsertEntries(table, keys, count, full ? 1U : sortedEnd, full ? 2U : first);
+    u32 place = InsertEntries(table, keys, count, full ? 1U : sortedEnd, full ? 2U : first);
+    if (place == 0 || match >= 0 || HiddenByPlacing(indexFid, table, place, count) == 0) { return place; }
+    const u8 mark = kHiddenMark;
+    return WriteAll(indexFid, tablePos + kIxCountSize, &mark, 1) == BXD_OK ? place : 0;
 }
 
 }  // namespace bxd

@@ -4,6 +4,7 @@
 #include <bxd/index.h>
 
 #include "index/bxd_indx_entries.h"
+#include "index/bxd_indx_match.h"
 #include "index/bxd_indx_of_box.h"
 #include "index/bxd_indx_sort.h"
 #include "storage/bxd_data.h"
@@ -14,7 +15,6 @@ constexpr u8 kAttrOfCard = 0xF0;
 constexpr u8 kAttrOfSync = 0x0F;
 constexpr u8 kAttrChanged = 0x01;
 constexpr u8 kAttrNew = 0x07;  // of an entry that comes in
-constexpr u32 kBelongs = 1;    // the answer of an index without a search condition
 
 // New cards stay out; an entry that is there is kept up to date.
 bool KeepsNewCardsOut(const bxd::IndexTableWalk& entry)
@@ -32,50 +32,54 @@ u8 Marked(const bxd::BoxIndexes& indexes, u8 attr)
     return indexes.isDischarge() ? static_cast<u8>(attr | kAttrChanged) : attr;
 }
 
-// The card comes in at the end of the table and goes to its place. Where it cannot be placed it stays at the
-// end, so that it can be seen at least.
-u32 TakeIn(const BoxRecord* box, u8 fid, const CardCopyState& copy)
+// The card comes in where it belongs to the index: at the end of the table first, and from there to its place.
+// Where it cannot be placed it stays at the end, so that it can be seen at least.
+u32 TakeIn(const BoxRecord* box, u8 fid, u8 updateMode, const CardCopyState& copy)
 {
+    i32 match = IsAddableIndex(updateMode, box->fid, fid, static_cast<i32>(copy.cardPos));
+    if (match == 0) { return BXD_OK; }
     u32 status = AddLastIndex(fid, copy.cardId, copy.attr | kAttrNew);
     if (status != BXD_OK) { return status; }
     u16 position = 0;
-    (void)LastIndexSort(box->fid, fid, box->itemTable, &position, kBelongs);
+    (void)LastIndexSort(box->fid, fid, box->itemTable, &position, static_cast<u32>(match));
     return BXD_OK;
 }
 
-// Whether a new card comes in. Of a filtered index only its search condition could tell.
+// New cards may come in. An index that is filled by hand need not even be opened for them.
 bool TakesNewCards(const bxd::IndexTableWalk& entry)
 {
     return !KeepsNewCardsOut(entry) && entry.updateMode() != BXD_INDEX_BY_HAND;
 }
-bool IsFiltered(const bxd::IndexTableWalk& entry) { return entry.updateMode() == BXD_INDEX_FILTERED; }
 
 // The entry of a card that has changed: its attribute, and its place. An index without an order has the
 // attribute written all the same.
-void FollowEntry(const BoxRecord* box, u8 fid, IndexCardPos place, u16 cardId)
+void FollowEntry(const BoxRecord* box, u8 fid, IndexCardPos place, u16 cardId, i32 match)
 {
-    if (OneDataIndexSort(box->fid, fid, box, &place, kBelongs) == BXD_OK) { return; }
+    if (OneDataIndexSort(box->fid, fid, box, &place, match) == BXD_OK) { return; }
     const u8 attr = place.attr;
     if (SearchIndexCardID(fid, cardId, &place) == BXD_OK && place.attr != attr) {
         (void)bxd::WriteAll(fid, place.pos + kIxEntryAttr, &attr, sizeof attr);
     }
 }
 
-// One index follows a card that has reached its place. *behind is set where that is not all that it needs.
-u32 FollowCard(const BoxRecord* box, const bxd::BoxIndexes& indexes, u8 fid, const CardCopyState& copy,
-               bool* behind)
+// One index follows a card that has reached its place. What fails is passed over, but for a card that cannot
+// be taken in.
+u32 FollowCard(const BoxRecord* box, const bxd::BoxIndexes& indexes, u8 fid, const CardCopyState& copy)
 {
+    const u8 mode = indexes.entry().updateMode();
     IndexCardPos place = {};
     u32 status = copy.isUpdate != 0 ? SearchIndexCardID(fid, copy.cardId, &place) : u32{BXD_ERR_NOTFOUND};
-    if (status == BXD_OK) {
-        *behind = *behind || IsFiltered(indexes.entry());
-        place.attr = WithCardAttr(Marked(indexes, place.attr), copy.attr);
-        FollowEntry(box, fid, place, copy.cardId);
+    if (status == BXD_ERR_NOTFOUND) {
+        return TakesNewCards(indexes.entry()) ? TakeIn(box, fid, mode, copy) : u32{BXD_OK};
+    }
+    if (status != BXD_OK) { return BXD_OK; }
+    i32 match = IsChangeableIndex(static_cast<i8>(mode), box->fid, fid, static_cast<i32>(copy.cardPos));
+    if (match == 0) {
+        (void)bxd::RemoveEntry(fid, place.pos, place.count);
         return BXD_OK;
     }
-    if (status != BXD_ERR_NOTFOUND || !TakesNewCards(indexes.entry())) { return BXD_OK; }
-    if (!IsFiltered(indexes.entry())) { return TakeIn(box, fid, copy); }
-    *behind = true;
+    place.attr = WithCardAttr(Marked(indexes, place.attr), copy.attr);
+    FollowEntry(box, fid, place, copy.cardId, match);
     return BXD_OK;
 }
 
@@ -115,15 +119,14 @@ u32 UpdateIndexFile(BoxRecord* box, CardCopyState* copy)
     bxd::BoxIndexes indexes;
     u32 status = indexes.load(box);
     if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
-    bool behind = false;
     for (; !indexes.atEnd(); indexes.next()) {
         if (copy->isUpdate == 0 && !TakesNewCards(indexes.entry())) { continue; }
         bxd::OpenFile index;
         status = indexes.open(BXD_MODE_WRITE, &index);
         if (status != BXD_OK) { return status; }
-        status = FollowCard(box, indexes, index.fid(), *copy, &behind);
+        status = FollowCard(box, indexes, index.fid(), *copy);
         if (status != BXD_OK) { return status; }
     }
-    return behind ? static_cast<u32>(BXD_ERR_FAIL) : static_cast<u32>(BXD_OK);
+    return BXD_OK;
 }
 }

@@ -101,6 +101,9 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  * Copies a card. The card under edit and other system cards are moved: the source is gone afterwards, as
  * is any card under edit. A stored card stays.
  *
+ * The indexes of the box follow a stored target within the call: it comes in, goes to its place or leaves, as
+ * update mode, search condition and sort condition of each have it (index.h).
+ *
  *   *targetId 0              a new card: the next free id is chosen and stored in *targetId
  *   *targetId 1 to 65279     takes the place of that card, or becomes it where there is none
  *   *targetId 65280          loads the source as the card under edit, and ends one that was there
@@ -111,8 +114,7 @@ BXD_API u32 _CardWriteFromFile(BoxHandle box, const char* fileName, const CardDe
  *   68  the storage is too full; no card has changed (for a new card, its id's table may have been made)
  *   71  no such source, a target above 65519, all ten system cards taken, memory short, a failing read
  *       or write, or damage; also for a stored target where an index of the box cannot be opened or can take
- *       no more entries, or is one of update mode BXD_INDEX_FILTERED, which is not followed: the card is
- *       stored
+ *       no more entries: the card is stored, and that index and those behind it have not followed
  *   255 the card under edit lay in the file and a collection has taken it
  */
 BXD_API u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId);

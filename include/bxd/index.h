@@ -82,7 +82,10 @@ enum {
     BXD_INDEX_TYPE_DISCHARGE = 0x82
 };
 
-/* Values of the record IDXINF_UPDATE_MODE: which cards belong to the index. Any other value: all. */
+/*
+ * Values of the record IDXINF_UPDATE_MODE: which cards belong to the index. Any other value: all. A filtered
+ * index without a search condition that can be read takes no card, and lets go of those that are written.
+ */
 enum {
     BXD_INDEX_ALL = 0,
     BXD_INDEX_FILTERED = 1, /* the cards that satisfy the search condition */
@@ -342,6 +345,42 @@ BXD_API u32 _IndexNoDeletePMSC(const char* name, u16 indexNo, BoxHandle box);
  * fails.
  */
 BXD_API u32 DecIndexCount(u8 fid);
+
+/* --- searching ------------------------------------------------------------------------------------- */
+
+/*
+ * Finds the next card that passes the filter (see "stepping and numbering") and satisfies a search condition
+ * (condition.h), behind entry `start`, or with backward other than 0 before it: its number to *indexNo. 0
+ * forward begins with the first entry, 65535 backward with the last; so does 65533 forward. `condition` is
+ * in the application's form, ended by a byte 0. `box` is an open handle or null. The handle is used where it
+ * is that of the index's own box; otherwise the box is opened for the length of the call.
+ *
+ *   0   found
+ *   64  the index cannot be opened or is none; its box is not named or cannot be opened
+ *   66  there is none; `start` is no starting point, or there is no table. Also for a condition that is null,
+ *       empty or malformed, names an item that the box lacks, or has one of the operators 0x94 and 0x96, which
+ *       need the order of an index; and where the search meets an entry whose card is not there
+ *   71  a bad handle, a read has failed, or the file ends before its end mark
+ *
+ * Other statuses are those of a failed reading of the box's items. *indexNo is written on success only.
+ *
+ * The order of the index makes it fast: where the first test is about the first item of IDXINF_SORT_EXP, the
+ * search jumps to the first candidate and ends where no further one can come. It takes the order of the index
+ * for granted. What it relies on:
+ *
+ *   - The index has a record IDXINF_SORT_EXP, which may be empty. Without one only the first entry is looked
+ *     at, unless the condition has an OR, a clause on all items, or begins with a date that has wildcards.
+ *   - All tests of the first clause agree with the order: a search for what is at least "b" and begins with
+ *     "d" ends at the first card that does not begin so. Tests of "contains" (0x92) end nothing, and tests of
+ *     other items are free.
+ *   - The first test is not 0x97 in a search that goes upwards through the texts, nor a binary "begins with"
+ *     (0x95 0x91) in one that goes downwards; and the sort code of the first key is one of 0x80 to 0x83.
+ *   - Text of Shift-JIS: the letters of the condition are spelled as in the cards. The order tells small from
+ *     capital letters and the two kanas apart where everything else is equal; an equality test does not.
+ *   - Numbers: every card has a value, and those of four bytes are below 65536.
+ */
+BXD_API u32 _IndexSearch(const char* name, BoxHandle box, const u8* condition, u8 backward, u8 mask, u8 value,
+                         u8 invert, u16 start, u16* indexNo);
 
 /* --- order and filling ----------------------------------------------------------------------------- */
 

@@ -104,7 +104,7 @@ TEST_F(IndexSortFaults, AFullSortOnTheFile)
                              status = bxd::ReadCompiledSort(fid, &sortKeys);
                              if (status == 0) { status = bxd::ReadWord(fid, 4, &pos); }
                              if (status == 0 && bxd::SortOnFile(static_cast<u8>(box), fid, 5, sortKeys.keys,
-                                                                pos, 0, 0) == 0) {
+                                                                pos, 0, 0, 0) == 0) {
                                  status = 71;
                              }
                          }

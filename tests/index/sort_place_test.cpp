@@ -39,7 +39,7 @@ protected:
             case Way::kMemory:
                 return FastSort(box.fid(), index, count, keys.keys, pos, sortedEnd, first, full, 0);
             case Way::kFile:
-                return bxd::SortOnFile(box.fid(), index, count, keys.keys, pos, sortedEnd, first);
+                return bxd::SortOnFile(box.fid(), index, count, keys.keys, pos, sortedEnd, first, 0);
             default: return ExecSort(box.fid(), index, count, keys.keys, pos, sortedEnd, first, full, 0);
             }
         });
