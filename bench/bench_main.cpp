@@ -81,7 +81,9 @@ std::filesystem::path Filled(const Kind& kind, uint32_t cards)
 std::unique_ptr<Store> OpenCopy(const Kind& kind, uint32_t cards)
 {
     std::filesystem::path copy = gDirectory / (std::string("work") + kind.extension);
-    for (const char* tail : {"", "-wal", "-shm", ".idx", ".HEAD.idx", ".READ.idx", ".MEAN.idx"}) { std::filesystem::remove(copy.string() + tail); }
+    for (const char* tail : {"", "-wal", "-shm", ".idx", ".HEAD.idx", ".READ.idx", ".MEAN.idx"}) {
+        std::filesystem::remove(copy.string() + tail);
+    }
     std::filesystem::copy_file(Filled(kind, cards), copy);
     std::unique_ptr<Store> store = kind.open(copy);
     for (uint32_t id = 1; id <= cards; id++) { (void)store->read(id); }  // warm

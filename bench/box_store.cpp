@@ -105,12 +105,11 @@ private:
     {
         const std::string name = indexOf(tag);
         const std::string order = tag + "\xFE\x80" + '\0';
-        bool done =
-            _BoxClose(box_) == 0 && _IndexCreate(name.c_str(), BXD_INDEX_MASTER) == 0 &&
-            _IndexInfoWrite(name.c_str(), IDXINF_BOX_NAME, reinterpret_cast<const u8*>(path_.data()),
-                            static_cast<u16>(path_.size())) == 0 &&
-            _IndexInfoWrite(name.c_str(), IDXINF_SORT_EXP, reinterpret_cast<const u8*>(order.data()),
-                            static_cast<u16>(order.size())) == 0;
+        bool done = _BoxClose(box_) == 0 && _IndexCreate(name.c_str(), BXD_INDEX_MASTER) == 0 &&
+                    _IndexInfoWrite(name.c_str(), IDXINF_BOX_NAME, reinterpret_cast<const u8*>(path_.data()),
+                                    static_cast<u16>(path_.size())) == 0 &&
+                    _IndexInfoWrite(name.c_str(), IDXINF_SORT_EXP, reinterpret_cast<const u8*>(order.data()),
+                                    static_cast<u16>(order.size())) == 0;
         open();
         done = done && _IndexUnGroup(name.c_str(), box_) == 0 && _IndexSort(name.c_str(), box_) == 0;
         if (!done) { Fail("an index of the box cannot be made"); }
@@ -120,8 +119,8 @@ private:
     bool search(const std::string& tag, u8 op, const std::string& text, u16* number)
     {
         const std::string condition = tag + '\xFE' + static_cast<char>(op) + '\x11' + text;
-        return _IndexSearch(indexOf(tag).c_str(), box_, reinterpret_cast<const u8*>(condition.c_str()), 0, 0, 0,
-                            0, *number, number) == 0;
+        return _IndexSearch(indexOf(tag).c_str(), box_, reinterpret_cast<const u8*>(condition.c_str()), 0, 0,
+                            0, 0, *number, number) == 0;
     }
 
     // It is registered in the box, which grows by that.

@@ -11,6 +11,7 @@
 #include "index/bxd_indx_search_start.h"
 #include "match/bxd_srch_card.h"
 #include "storage/bxd_file_ahead.h"
+#include "storage/bxd_file_memo.h"
 
 extern "C" {
 u32 SearchConvCondition(const u8* in, u8* out, const u8* itemTable, u32 budget, u8* flags);
@@ -236,9 +237,11 @@ u32 __IndexSearch(const char* name, BoxHandle box, const u8* condition, u8 backw
     bxd::OpenFile index;
     u32 status = bxd::OpenIndex(name, kIxModeRead, &index);
     if (status != BXD_OK) { return status; }
+    bxd::ReadMemo indexMemo(index.fid());
     bxd::IndexHome home;
     status = home.open(index.fid(), name, box);
     if (status != BXD_OK) { return status; }
+    bxd::ReadMemo boxMemo(home.fid());
 
     Condition compiled;
     if (!compiled.compile(condition, home.itemTable())) { return BXD_ERR_NOTFOUND; }

@@ -34,6 +34,17 @@ void MoveEntry(const IndexSortContext* context, u32 source, u32 target)
     std::memcpy(Entry(context, target), moved, kIxEntrySize);
 }
 
+// Writes sorted entries back. A write that fails may have left some entries twice and others not at all: it is
+// made once more before the sort fails, for the way on the file would keep such a table.
+bool WriteBack(u8 indexFid, u32 pos, const u8* entries, u32 bytes)
+{
+    u32 status = BXD_ERR_FAIL;
+    for (u32 tries = 0; tries < 2 && status != BXD_OK; ++tries) {
+        status = bxd::WriteAll(indexFid, pos, entries, bytes);
+    }
+    return status == BXD_OK;
+}
+
 // The table of one sort for the binary insertion. Without the positions of all cards each is looked up when it
 // is asked for.
 class MemoryTable {
@@ -57,6 +68,45 @@ public:
 private:
     IndexSortContext* context_;
     CardSlotCursor cursor_ = {};
+};
+
+// The table in the file, for one card that is placed by its order alone: entries and cards are looked up as they
+// are asked for, and those that give way are moved in memory and written at once.
+class PlacingTable {
+public:
+    PlacingTable(u8 boxFid, u8 indexFid, u32 tablePos)
+        : boxFid_(boxFid), indexFid_(indexFid), tablePos_(tablePos)
+    {
+        cursor_.valid = kCursorNew;
+    }
+
+    u8 boxFid() const { return boxFid_; }
+    u32 cardPos(u32 n)
+    {
+        return IndexNoToCardAdr(boxFid_, indexFid_, tablePos_ + kIxCountSize, static_cast<u16>(n), &cursor_);
+    }
+    bool move(u32 source, u32 target)
+    {
+        u32 bytes = (source - target + 1) * kIxEntrySize;
+        u32 pos = bxd::EntryPosition(tablePos_, target);
+        bxd::HeapBlock entries(bytes);
+        if (!entries || bxd::ReadExactly(indexFid_, pos, entries.data(), bytes) != BXD_OK) { return false; }
+        u8* last = entries.data() + bytes - kIxEntrySize;
+        u8 moved[kIxEntrySize];
+        std::memcpy(moved, last, kIxEntrySize);
+        std::memmove(entries.data() + kIxEntrySize, entries.data(), bytes - kIxEntrySize);
+        std::memcpy(entries.data(), moved, kIxEntrySize);
+        writeFailed_ = !WriteBack(indexFid_, pos, entries.data(), bytes);
+        return !writeFailed_;
+    }
+    bool writeFailed() const { return writeFailed_; }
+
+private:
+    u8 boxFid_;
+    u8 indexFid_;
+    u32 tablePos_;
+    CardSlotCursor cursor_ = {};
+    bool writeFailed_ = false;
 };
 
 struct Range {
@@ -203,16 +253,17 @@ bool SortParts(IndexSortContext* context, Range left, Range right, RangeStack* w
 // The highest card id of the table; 0 where an entry has an id that no card has.
 u16 HighestCard(const u8* entries, u32 count)
 {
-    u16 highest = 0;
+    // All of a table in a loop without a way out: compilers take many entries at a time.
+    i32 highest = 0;
+    i32 lowest = kHighestCard;
     for (u32 n = 0; n < count; ++n) {
-        u16 id = GET_2BYTES(entries + n * kIxEntrySize);
-        if (id == 0 || id > kHighestCard) {
-            BxdDebug("FastSort: unexpected max card id %d %d\n", id, count);
-            return 0;
-        }
+        i32 id = GET_2BYTES(entries + n * kIxEntrySize);
         highest = std::max(highest, id);
+        lowest = std::min(lowest, id);
     }
-    return highest;
+    if (lowest != 0 && highest <= kHighestCard) { return static_cast<u16>(highest); }
+    BxdDebug("FastSort: unexpected max card id %d %d\n", lowest == 0 ? 0 : highest, count);
+    return 0;
 }
 
 // Bytes of the array that ReadLinearTable fills for the cards 1 to maxId.
@@ -221,18 +272,6 @@ u32 LinearTableSize(u16 maxId)
     constexpr u32 kFirst = (kDefaultIds + 1) * 4;
     if (maxId <= kDefaultIds) { return kFirst; }
     return kFirst + kAppendIds * 4 * (bxd::AppendGroup(maxId) + 1);
-}
-
-// Writes the sorted entries from `first` on back. A write that fails may have left some entries twice and others
-// not at all: it is made once more before the sort fails.
-bool WriteEntries(const IndexSortContext* context, u32 tablePos, u32 first, u32 count)
-{
-    u32 status = BXD_ERR_FAIL;
-    for (u32 tries = 0; tries < 2 && status != BXD_OK; ++tries) {
-        status = bxd::WriteAll(context->indexFid, bxd::EntryPosition(tablePos, first), Entry(context, first),
-                               (count - first + 1) * kIxEntrySize);
-    }
-    return status == BXD_OK;
 }
 
 // Some twenty compares a card would be as many reads: the box is read ahead, and most compares need no card.
@@ -290,6 +329,14 @@ u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tabl
                       u16 first, i32 fullSort, i32 match, bool* torn)
 {
     *torn = false;
+    bool placesOne = sortedEnd != 0 && first == count;
+    if (placesOne && match >= 0) {
+        PlacingTable table(boxFid, indexFid, tablePos);
+        u32 place = bxd::InsertEntries(table, keys, count, sortedEnd, first);
+        *torn = table.writeFailed();
+        if (*torn) { BxdDebug("FastSort: could not write card id table\n"); }
+        if (place != 0 || *torn) { return place; }
+    }
     u32 bytes = count * kIxEntrySize;
     bxd::HeapBlock entries(bytes + kIxEndMarkSize);
     if (!entries) {
@@ -303,7 +350,6 @@ u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tabl
     u16 maxId = HighestCard(entries.data(), count);
     if (maxId == 0) { return 0; }
     IndexSortContext context = {entries.data(), nullptr, keys, fullSort, 0, 0, boxFid, indexFid, nullptr};
-    bool placesOne = sortedEnd != 0 && first == count;
     u32 place = placesOne ? InsertAll(&context, count, sortedEnd, first, match) : 0;
     if (place == 0) {
         bxd::HeapBlock linear;
@@ -312,7 +358,10 @@ u32 bxd::SortInMemory(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tabl
         place = SortEntries(&context, count, maxId, sortedEnd, first, match);
     }
     u32 changed = placesOne ? place : 1;
-    if (place == 0 || WriteEntries(&context, tablePos, changed, count)) { return place; }
+    if (place == 0 || WriteBack(indexFid, bxd::EntryPosition(tablePos, changed), Entry(&context, changed),
+                                (count - changed + 1) * kIxEntrySize)) {
+        return place;
+    }
     *torn = true;
     if (sortedEnd != 0 || count <= kInsertMost) { BxdDebug("FastSort: could not write card id table\n"); }
     return 0;

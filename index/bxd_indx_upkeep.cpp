@@ -8,6 +8,7 @@
 #include "index/bxd_indx_of_box.h"
 #include "index/bxd_indx_sort.h"
 #include "storage/bxd_data.h"
+#include "storage/bxd_file_memo.h"
 
 namespace {
 
@@ -119,11 +120,13 @@ u32 UpdateIndexFile(BoxRecord* box, CardCopyState* copy)
     bxd::BoxIndexes indexes;
     u32 status = indexes.load(box);
     if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
+    bxd::ReadMemo boxMemo(box->fid);  // the box stays as it is while its indexes follow
     for (; !indexes.atEnd(); indexes.next()) {
         if (copy->isUpdate == 0 && !TakesNewCards(indexes.entry())) { continue; }
         bxd::OpenFile index;
         status = indexes.open(BXD_MODE_WRITE, &index);
         if (status != BXD_OK) { return status; }
+        bxd::ReadMemo indexMemo(index.fid());
         status = FollowCard(box, indexes, index.fid(), *copy);
         if (status != BXD_OK) { return status; }
     }

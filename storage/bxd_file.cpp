@@ -6,6 +6,7 @@
 
 #include "storage/bxd_file_ahead.h"
 #include "storage/bxd_file_errors.h"
+#include "storage/bxd_file_memo.h"
 #include "storage/bxd_file_names.h"
 #include "storage/stdiohst.h"
 #include "storage/text.h"
@@ -32,11 +33,13 @@ u32 StatusOf(i32 result) { return BxdSetErrorCode(result) & 0xFFFF; }
 
 bool MayWrite(const BxdFINFO* record) { return (record->mode & BXD_MODE_WRITE_BIT) != 0; }
 
-// What was read ahead does not outlive a change of the file.
-void DropReadAhead(u8 fid)
+// What was read ahead or is remembered does not outlive a change of the file.
+void DropReads(u8 fid, u32 offset, u32 len)
 {
     bxd::ReadAhead* ahead = bxd::ReadAhead::of(fid);
     if (ahead != nullptr) { ahead->forget(); }
+    bxd::ReadMemo* memo = bxd::ReadMemo::of(fid);
+    if (memo != nullptr) { memo->forget(offset, len); }
 }
 
 // A size that cannot be had is 0 too: whoever writes must not take such a file for an empty one.
@@ -243,6 +246,10 @@ i32 BxdFileRead(u8 fid, i32 offset, void* buf, u32 len)
     if (ahead != nullptr && ahead->read(static_cast<u32>(offset), buf, count)) {
         return static_cast<i32>(count);
     }
+    bxd::ReadMemo* memo = bxd::ReadMemo::of(fid);
+    if (memo != nullptr && memo->read(static_cast<u32>(offset), buf, count)) {
+        return static_cast<i32>(count);
+    }
     i32 result = FileOfsRead(record->host, offset, buf, &count);
     if (result < 0) {
         BxdDebug("BxdFileRead: error in FileOfsRead %x\n", static_cast<u32>(result));
@@ -260,7 +267,7 @@ i32 BxdFileWrite(u8 fid, u32 offset, const void* buf, i32 len)
     }
     if (len == 0) { return BxdFileCut(fid, offset) == BXD_OK ? 0 : kNoRecord; }
     if (!MayWrite(record)) { return kNoRecord; }
-    DropReadAhead(fid);
+    DropReads(fid, offset, static_cast<u32>(len));
 
     u32 count = static_cast<u32>(len);
     i32 result = len < 0 ? -1 : FileOfsWrite(record->host, static_cast<i32>(offset), buf, &count);
@@ -293,7 +300,7 @@ u32 BxdFileCut(u8 fid, u32 offset)
     BxdFINFO* record = Record(fid);
     if (record == nullptr) { return BXD_ERR_NOFILE; }
     if (!MayWrite(record)) { return BXD_ERR_ACCESS; }
-    DropReadAhead(fid);
+    DropReads(fid, offset, UINT32_MAX);
     u32 none = 0;
     i32 result = FileOfsWrite(record->host, static_cast<i32>(offset), nullptr, &none);
     if (result < 0) {

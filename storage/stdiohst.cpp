@@ -186,6 +186,14 @@ char* JoinPath(char* dst, const char* first, const char* second, const char* thi
     return dst;
 }
 
+u32 ReadStreamAt(u8 h, u32 offset, void* buf, u32 len)
+{
+    FILE* stream = Stream(h);
+    if (stream == nullptr) { return 0; }
+    ssize_t count = pread(fileno(stream), buf, len, static_cast<off_t>(offset));
+    return count > 0 ? static_cast<u32>(count) : 0;
+}
+
 bool SameHostFile(const char* a, const char* b)
 {
     char first[BXD_PATH_SIZE];

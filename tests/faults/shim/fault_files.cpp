@@ -229,6 +229,18 @@ size_t fread(void* data, size_t size, size_t count, FILE* stream)
     }
 }
 
+ssize_t pread(int fd, void* data, size_t bytes, off_t offset)
+{
+    static auto* read_at = Next<ssize_t(int, void*, size_t, off_t)>("pread");
+    const char* path = PathOf(fd);
+    if (path == nullptr || bytes == 0) { return read_at(fd, data, bytes, offset); }
+    switch (Meet(kFaultRead, path)) {
+    case Verdict::kFail: errno = EIO; return -1;
+    case Verdict::kShort: return read_at(fd, data, bytes / 2, offset);
+    default: return read_at(fd, data, bytes, offset);
+    }
+}
+
 size_t fwrite(const void* data, size_t size, size_t count, FILE* stream)
 {
     static auto* write_stream = Next<size_t(const void*, size_t, size_t, FILE*)>("fwrite");
