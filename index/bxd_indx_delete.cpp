@@ -124,8 +124,8 @@ u32 RemoveInFile(u8 fid, u16 cardId)
 
 enum class IndexKinds { kAll, kDischarge };
 
-// Calls work(fid, isDischarge) with each index of the box open, or with each that is of these kinds. A 66 of it
-// means that an index holds nothing of what is looked for; any other failure ends the walk.
+// Calls work(fid, isDischarge) with each index of the box open, or with each that is of these kinds. A 66 of
+// it means that an index holds nothing of what is looked for; any other failure ends the walk.
 template <typename Work>
 u32 WithEachIndex(const BoxRecord* box, Work work, IndexKinds kinds = IndexKinds::kAll)
 {
@@ -146,7 +146,7 @@ u32 DischargeCard(u8 indexFid, u16 cardId)
 {
     IndexCardPos found = {};
     u32 status = SearchIndexCardID(indexFid, cardId, &found);
-    if (status != BXD_OK) { return status; }
+    if (status != BXD_OK || (found.attr & kIxPresentBit) == 0) { return status; }
     bxd::EntryTable table = {};
     status = bxd::FindTableToChange(indexFid, &table);
     return status == BXD_OK ? ModifyAttrPimDischarge(indexFid, found.pos + kIxEntryAttr) : status;

@@ -219,9 +219,11 @@ u32 FindTableToChange(u8 fid, EntryTable* table)
     u32 status = FindEntryTable(fid, table);
     if (status != BXD_OK || table->pos == kUnset) { return status; }
     u32 endPos = 0;
-    status = ReadWord(fid, kIxInfoPos, &endPos);
-    if (status != BXD_OK || endPos == kUnset) { return status; }
     status = SearchIndexInformation(fid, 0, nullptr, &endPos);
+    if (status == BXD_ERR_OTHER) {  // no records, or a read that has failed
+        status = ReadWord(fid, kIxInfoPos, &endPos);
+        return status == BXD_OK && endPos != kUnset ? static_cast<u32>(BXD_ERR_FAIL) : status;
+    }
     bool isBehind = status == BXD_ERR_NOTFOUND && endPos < table->pos;
     return isBehind ? static_cast<u32>(BXD_OK) : u32{BXD_ERR_FAIL};
 }

@@ -335,8 +335,8 @@ TEST_F(CardDelete, ASlotThatLeadsToNoCardIsClearedAndTheCardIsNotFound)
         startOf(3);
         setSync(running);
         const u32 ram = ramGarbage();
-        for (const u32 pos : {file().slot(3), file().end(), file().size() - 1, file().size() + 100, 0x7FFFFFF0u,
-                              0xFFFFFFF0u}) {
+        for (const u32 pos : {file().slot(3), file().end(), file().size() - 1, file().size() + 100,
+                              0x7FFFFFF0u, 0xFFFFFFF0u}) {
             PokeWord(fid(), file().slotAt(2), pos);
             PokeHalf(fid(), hd::cardCount.at, 3);
             BoxBytes want = file();
