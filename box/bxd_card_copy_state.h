@@ -11,7 +11,7 @@ constexpr u32 kSourceInFile = 2;
 // What the target is. A card is counted when it is new.
 constexpr u32 kTargetNew = 0;    // a new id, or a named one without a card
 constexpr u32 kTargetEdit = 1;   // the card under edit, 65280
-constexpr u32 kTargetNamed = 2;  // a card that is there, or a system card
+constexpr u32 kTargetNamed = 2;  // a card with a slot, though it may have died, or a system card
 
 struct CardCopyState {
     u8 header[kHeaderSize];         // the box's header as the copy found it

@@ -90,7 +90,7 @@ u32 FindOwner(u8 fid, u32 defaultTable, u32 id, u32* owner)
 struct StoredCard {
     u32 slotPos;
     u32 pos;
-    bool dead;  // a lost power has kept its slot from being cleared
+    bxd::SlotEnd end;  // a lost power may have kept the slot of a card from being cleared
     CardItemPlace attrPlace;
     u8 attr;
 };
@@ -108,7 +108,7 @@ u32 FindStoredCard(const BoxRecord* box, u16 cardId, StoredCard* card)
     status = bxd::ReadWord(box->fid, card->slotPos, &card->pos);
     if (status != BXD_OK) { return status; }
     if (!bxd::IsPosition(card->pos)) { return BXD_ERR_NOTFOUND; }
-    return bxd::CheckSlotCard(box->fid, card->pos, cardId, &card->dead);
+    return bxd::FollowSlot(box->fid, card->pos, cardId, &card->end);
 }
 
 u32 ReadAttrOf(const BoxRecord* box, StoredCard* card)
@@ -122,7 +122,8 @@ u32 ReadAttrOf(const BoxRecord* box, StoredCard* card)
 
 u32 EndPhysically(u8 fid, const StoredCard& card)
 {
-    u32 status = card.dead ? static_cast<u32>(BXD_OK) : DeleteCardData(fid, card.pos);
+    bool dies = card.end == bxd::SlotEnd::kCard;
+    u32 status = dies ? DeleteCardData(fid, card.pos) : static_cast<u32>(BXD_OK);
     if (status == BXD_OK) { status = bxd::WriteWord(fid, card.slotPos, 0); }
     // A tombstone was counted off when it was made.
     bool counted = (card.attr & kAttrLiveBit) != 0;
@@ -136,20 +137,36 @@ u32 EndSoftly(u8 fid, const StoredCard& card)
     return status == BXD_OK ? DecCardCount(fid) : status;
 }
 
+u32 FinishIndexes(const BoxRecord* box, u16 cardId)
+{
+    u32 status = bxd::RemoveFromIndexes(box, cardId);
+    return status == BXD_OK ? UpdateUnUsedCardID(box->fid, cardId) : status;
+}
+
+// The last card of the file went, and a lost power kept the rest of its deletion from being done. Its
+// attribute went with it: it was counted, as all but tombstones are.
+u32 FinishLostDeletion(const BoxRecord* box, u16 cardId, const StoredCard& card)
+{
+    u32 status = bxd::WriteWord(box->fid, card.slotPos, 0);
+    if (status == BXD_OK) { status = DecCardCount(box->fid); }
+    if (status == BXD_OK) { status = FinishIndexes(box, cardId); }
+    return status == BXD_OK ? u32{BXD_ERR_NOTFOUND} : status;
+}
+
 u32 DeleteStoredCard(const BoxRecord* box, u16 cardId, u32 physical)
 {
     StoredCard card = {};
     u32 status = FindStoredCard(box, cardId, &card);
     if (status != BXD_OK) { return status; }
+    if (card.end == bxd::SlotEnd::kNoCard) { return FinishLostDeletion(box, cardId, card); }
     u32 running = 0;
     if (physical == 0) { status = ChkCardAttrPimSync(box->fid, &running); }
     if (status == BXD_OK) { status = ReadAttrOf(box, &card); }
     if (status != BXD_OK) { return status; }
 
-    bool soft = running != 0 && !card.dead;
+    bool soft = running != 0 && card.end == bxd::SlotEnd::kCard;
     status = soft ? EndSoftly(box->fid, card) : EndPhysically(box->fid, card);
-    if (status == BXD_OK) { status = bxd::RemoveFromIndexes(box, cardId); }
-    return status == BXD_OK ? UpdateUnUsedCardID(box->fid, cardId) : status;
+    return status == BXD_OK ? FinishIndexes(box, cardId) : status;
 }
 
 }  // namespace

@@ -10,8 +10,8 @@
 //     the hint for a free id  falls to the id                   the same
 //
 // The card dies before its slot is cleared. A lost power between them leaves a slot that leads to a dead
-// card, which a second deletion clears; or to the end mark, where the card was the last of the file, which is
-// damage.
+// card, or, where the card was the last of the file, to no card at all. A second deletion does what the first
+// one had left to do.
 #pragma once
 
 #include <bxd/card.h>
@@ -20,7 +20,7 @@
 
 extern "C" {
 
-// 66 for an id of 0, and where there is no such card; 68 when even the low reserve is used up; 71 for
-// damage. `physical` other than 0 ends a stored card whatever synchronisation runs.
+// 66 for an id of 0, and where there is no such card, also where its slot leads to none; 68 when even the low
+// reserve is used up; 71 for damage. `physical` other than 0 ends a stored card whatever synchronisation runs.
 u32 CardDeleteSub(BoxRecord* box, u16 cardId, u32 physical);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "box/bxd_card_delete_all.h"
 
+#include <bitset>
+
 #include "box/bxd_card_read.h"
 #include "box/bxd_card_slots.h"
 #include "box/bxd_card_strip.h"
@@ -69,7 +71,10 @@ public:
 
     u32 finish()
     {
-        u32 status = bxd::RemoveSelectedFromIndexes(box_, selected_.mask, selected_.value, selected_.invert);
+        u32 status = removeLost();
+        if (status == BXD_OK) {
+            status = bxd::RemoveSelectedFromIndexes(box_, selected_.mask, selected_.value, selected_.invert);
+        }
         if (status == BXD_OK) { status = WriteCardCount(box_->fid, static_cast<u16>(kept_)); }
         if (status == BXD_OK) { status = WriteUnUsedCardID(box_->fid, static_cast<u16>(firstFree_)); }
         if (status == BXD_OK) { status = UpdateOffsetCard(box_->fid); }
@@ -98,6 +103,7 @@ private:
         u32 table[kAppendBody / 4];
         u32 at = *tablePos + kAppendSlotsAt;
         u32 status = bxd::ReadWords(box_->fid, at, table, kAppendBody / 4);
+        if (status != BXD_OK) { return status; }
         for (u32 j = 0; status == BXD_OK && j < kAppendIds; ++j) {
             status = sweepSlot(table + j, firstId + j, j);
         }
@@ -115,28 +121,45 @@ private:
             return BXD_OK;
         }
 
-        bool dead = false;
+        bxd::SlotEnd end = bxd::SlotEnd::kNoCard;
+        u32 status = bxd::FollowSlot(box_->fid, *slot, static_cast<u16>(id), &end);
+        if (status != BXD_OK) { return status; }
+        if (end != bxd::SlotEnd::kCard) {
+            lost_[id] = true;
+            freeSlot(slot, number);
+            return BXD_OK;
+        }
+        return sweepCard(slot, number);
+    }
+
+    u32 sweepCard(u32* slot, u32 number)
+    {
         CardItemPlace place = {};
         u8 attr = 0;
-        u32 status = bxd::CheckSlotCard(box_->fid, *slot, static_cast<u16>(id), &dead);
-        if (status == BXD_OK) { status = bxd::ReadStoredAttr(box_->fid, *slot, attrItem_, &place, &attr); }
+        u32 status = bxd::ReadStoredAttr(box_->fid, *slot, attrItem_, &place, &attr);
         if (status != BXD_OK) { return status; }
         if (place.dataLength != sizeof attr) { return BXD_ERR_FAIL; }
         if (!selected_.selects(attr)) {
             if ((attr & kAttrLiveBit) != 0) { ++kept_; }
             return BXD_OK;
         }
-        return endCard(slot, number, dead, place, attr);
+        u32 running = 0;
+        status = ChkCardAttrPimSync(box_->fid, &running);
+        if (status != BXD_OK) { return status; }
+        if (running != 0) { return bxd::MakeTombstone(box_->fid, *slot, place, attr); }
+        status = DeleteCardData(box_->fid, *slot);
+        if (status == BXD_OK) { freeSlot(slot, number); }
+        return status;
     }
 
-    u32 endCard(u32* slot, u32 number, bool dead, const CardItemPlace& place, u8 attr)
+    // The entries of a card that an earlier deletion did not come to the end of. Its attribute may be gone, and
+    // its id is free now.
+    u32 removeLost()
     {
-        u32 running = 0;
-        u32 status = ChkCardAttrPimSync(box_->fid, &running);
-        if (status != BXD_OK) { return status; }
-        if (running != 0 && !dead) { return bxd::MakeTombstone(box_->fid, *slot, place, attr); }
-        if (!dead) { status = DeleteCardData(box_->fid, *slot); }
-        if (status == BXD_OK) { freeSlot(slot, number); }
+        u32 status = BXD_OK;
+        for (u32 id = 1; status == BXD_OK && id < lost_.size(); ++id) {
+            if (lost_[id]) { status = bxd::RemoveFromIndexes(box_, static_cast<u16>(id)); }
+        }
         return status;
     }
 
@@ -154,6 +177,7 @@ private:
     u32 cardOffset_ = kUnset;
     u32 kept_ = 0;
     u32 firstFree_ = 0;
+    std::bitset<CARD_ID_NORMAL_MAX + 1> lost_;  // ids whose slots led to no living card
 };
 
 }  // namespace

@@ -7,7 +7,8 @@
 //   indexes, then the counts, the empty tables, the tail of the file
 //
 // A table is written when all its slots are done, and all its free slots are in the erased state then. So
-// until it is written its slots lead to cards that are dead.
+// until it is written its slots lead to cards that are dead. A slot that leads to no living card is freed,
+// whatever is selected, and the indexes let go of its id.
 #pragma once
 
 #include <bxd/card.h>

@@ -20,13 +20,26 @@ bool OffsetCardFits(u8 fid, const u32* place)
     return place[1] >= kOffsetCardWordsAt && static_cast<uint64_t>(place[0]) + place[1] <= BxdFileSize(fid);
 }
 
-u32 CheckSlotCard(u8 fid, u32 pos, u16 cardId, bool* dead)
+u32 FollowSlot(u8 fid, u32 pos, u16 cardId, SlotEnd* end)
 {
+    *end = SlotEnd::kNoCard;
     u16 id = 0;
     u32 status = ReadHalf(fid, pos, &id);
-    if (status != BXD_OK) { return status; }
-    *dead = id == CARD_ID_DEAD;
-    return *dead || id == cardId ? BXD_OK : BXD_ERR_FAIL;
+    if (status != BXD_OK) {
+        u32 size = BxdFileSize(fid);  // 0 where it cannot be told
+        return size != 0 && uint64_t{pos} + sizeof id > size ? static_cast<u32>(BXD_OK) : status;
+    }
+    if (id == CARD_ID_DEAD) { *end = SlotEnd::kDeadCard; }
+    if (id == cardId) { *end = SlotEnd::kCard; }
+    return BXD_OK;
+}
+
+u32 CheckSlotCard(u8 fid, u32 pos, u16 cardId, bool* dead)
+{
+    SlotEnd end = SlotEnd::kNoCard;
+    u32 status = FollowSlot(fid, pos, cardId, &end);
+    *dead = end == SlotEnd::kDeadCard;
+    return status == BXD_OK && end == SlotEnd::kNoCard ? static_cast<u32>(BXD_ERR_FAIL) : status;
 }
 
 u32 FindAppendTable(u8 fid, u32 id, u32* tablePos)

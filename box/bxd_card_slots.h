@@ -52,8 +52,13 @@ constexpr bool OffsetCardHolds(u32 offsetCard, u32 offsetCardSize, u32 group)
 // The offset card at place[0] of place[1] bytes lies in the file whole.
 bool OffsetCardFits(u8 fid, const u32* place);
 
-// What a slot leads to. A lost power between the death of a card and its slot's write leaves a slot that
-// leads to the dead one, whose items are still there: *dead says so. 71 for a card of another id.
+// What a slot that is set leads to. A lost power between the death of a card and its slot's write leaves a slot
+// that leads to the dead one, whose items are still there. Where the card was the last of the file its bytes
+// are gone: the slot leads to the end mark, or behind the file, or to what has been written there since.
+enum class SlotEnd { kCard, kDeadCard, kNoCard };
+[[nodiscard]] u32 FollowSlot(u8 fid, u32 pos, u16 cardId, SlotEnd* end);
+
+// The same for a use of the items: *dead says that the card is dead; 71 where there is no card.
 [[nodiscard]] u32 CheckSlotCard(u8 fid, u32 pos, u16 cardId, bool* dead);
 
 // The owner of the slot of an id above 500, through the offset card: 71 where there is none.

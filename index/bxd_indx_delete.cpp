@@ -25,11 +25,12 @@ public:
         if (!file_ || size_ < kIxTablePos + 4) { return BXD_ERR_FAIL; }
         u32 status = bxd::ReadExactly(fid_, 0, file_.data(), size_);
         if (status != BXD_OK) { return status; }
-        tablePos_ = GET_4BYTES(file_.data() + kIxTablePos);
-        if (tablePos_ == kUnset) { return BXD_OK; }
-        bool isInFile = static_cast<uint64_t>(tablePos_) + kIxCountSize <= size_;
-        if (tablePos_ < kIndexHeaderSize || !isInFile) { return BXD_ERR_FAIL; }
-        count_ = GET_2BYTES(file_.data() + tablePos_);
+        bxd::EntryTable table = {};
+        status = bxd::FindTableToChange(fid_, &table);
+        if (status != BXD_OK || table.pos == kUnset) { return status; }
+        if (uint64_t{table.pos} + kIxCountSize > size_) { return BXD_ERR_FAIL; }
+        tablePos_ = table.pos;
+        count_ = table.count;
         return BXD_OK;
     }
 
@@ -106,7 +107,7 @@ u32 RemoveInFile(u8 fid, u16 cardId)
     u32 status = SearchIndexCardID(fid, cardId, &found);
     if (status != BXD_OK) { return status; }
     bxd::EntryTable table = {};
-    status = bxd::FindEntryTable(fid, &table);
+    status = bxd::FindTableToChange(fid, &table);
     if (status != BXD_OK || table.count == 0) { return status; }
     status = bxd::WriteHalf(fid, table.pos, static_cast<u16>(table.count - 1));
     if (status != BXD_OK) { return status; }
@@ -121,15 +122,18 @@ u32 RemoveInFile(u8 fid, u16 cardId)
 
 // --- the indexes of a box ----------------------------------------------------------------------------------
 
-// Calls work(fid, isDischarge) with each index of the box open. A 66 of it means that an index holds nothing
-// of what is looked for; any other failure ends the walk.
+enum class IndexKinds { kAll, kDischarge };
+
+// Calls work(fid, isDischarge) with each index of the box open, or with each that is of these kinds. A 66 of
+// it means that an index holds nothing of what is looked for; any other failure ends the walk.
 template <typename Work>
-u32 WithEachIndex(const BoxRecord* box, Work work)
+u32 WithEachIndex(const BoxRecord* box, Work work, IndexKinds kinds = IndexKinds::kAll)
 {
     bxd::BoxIndexes indexes;
     u32 status = indexes.load(box);
     if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
     for (; !indexes.atEnd(); indexes.next()) {
+        if (kinds == IndexKinds::kDischarge && !indexes.isDischarge()) { continue; }
         bxd::OpenFile index;
         status = indexes.open(BXD_MODE_WRITE, &index);
         if (status == BXD_OK) { status = work(index.fid(), indexes.isDischarge()); }
@@ -142,6 +146,9 @@ u32 DischargeCard(u8 indexFid, u16 cardId)
 {
     IndexCardPos found = {};
     u32 status = SearchIndexCardID(indexFid, cardId, &found);
+    if (status != BXD_OK || (found.attr & kIxPresentBit) == 0) { return status; }
+    bxd::EntryTable table = {};
+    status = bxd::FindTableToChange(indexFid, &table);
     return status == BXD_OK ? ModifyAttrPimDischarge(indexFid, found.pos + kIxEntryAttr) : status;
 }
 
@@ -199,7 +206,7 @@ u32 ModifyAttrPimDischarge(u8 indexFid, u32 attrPos)
 u32 SetPimDiscIndex(u8 indexFid, u8 mask, u8 value, u8 negate)
 {
     bxd::EntryTable table = {};
-    u32 status = bxd::FindEntryTable(indexFid, &table);
+    u32 status = bxd::FindTableToChange(indexFid, &table);
     if (status != BXD_OK || table.count == 0) { return status; }
     bxd::EntryBuffer buffer(table.count);
     if (!buffer) { return BXD_ERR_FAIL; }
@@ -225,9 +232,9 @@ u32 SetPimDiscIndex(u8 indexFid, u8 mask, u8 value, u8 negate)
 u32 CardDeleteFromIndex(const BoxRecord* box, u16 cardId)
 {
     if (cardId == 0 || cardId > CARD_ID_NORMAL_MAX) { return BXD_ERR_NOTFOUND; }
-    return WithEachIndex(box, [cardId](u8 indexFid, bool discharge) {
-        return discharge ? CardidDeleteFromIndex(indexFid, cardId) : static_cast<u32>(BXD_OK);
-    });
+    return WithEachIndex(
+        box, [cardId](u8 indexFid, bool /*discharge*/) { return CardidDeleteFromIndex(indexFid, cardId); },
+        IndexKinds::kDischarge);
 }
 }
 

@@ -3,6 +3,7 @@
 
 #include "box/bxd_card_delete.h"
 #include "index/bxd_indx_delete.h"
+#include "index/bxd_indx_entries.h"
 #include "index/bxd_indx_info.h"
 #include "index/bxd_indx_of_box.h"
 #include "storage/bxd_data.h"
@@ -24,18 +25,11 @@ u32 ReadIndexType(u8 fid, u8* type)
 
 u32 MarkDischarged(u8 fid, const IndexEntryPos& entry)
 {
+    bxd::EntryTable table = {};
+    u32 status = bxd::FindTableToChange(fid, &table);
+    if (status != BXD_OK) { return status; }
     u8 attr = static_cast<u8>(entry.attr & ~kIxPresenceBits);
     return bxd::WriteAll(fid, entry.pos + kIxEntryAttr, &attr, sizeof attr);
-}
-
-// What the entry has hidden behind it stays hidden.
-u32 TakeEntryOut(u8 fid, const IndexEntryPos& entry)
-{
-    u32 status = CutTransfer(fid, entry.pos, kIxEntrySize);
-    if (status != BXD_OK) { return status; }
-    u32 tablePos = 0;
-    status = bxd::ReadWord(fid, kIxTablePos, &tablePos);
-    return status == BXD_OK ? bxd::WriteHalf(fid, tablePos, static_cast<u16>(entry.count - 1)) : status;
 }
 
 }  // namespace
@@ -60,7 +54,7 @@ u32 __IndexNoDeletePMSC(const char* name, u16 indexNo, BoxRecord* box)
         return CardDeleteSub(box, entry.cardId, 0);
     }
     if (type == BXD_INDEX_TYPE_DISCHARGE) { return MarkDischarged(index.fid(), entry); }
-    status = TakeEntryOut(index.fid(), entry);
+    status = bxd::TakeEntryOut(index.fid(), entry.pos, entry.count);  // what the entry has hidden stays hidden
     (void)index.close();
     return status == BXD_OK ? AllIndexCheckDel(box, entry.cardId) : status;
 }

@@ -25,25 +25,19 @@ void PutLastEntry(u8* out, u16 cardId, u32 attr)
     PUT_2BYTES(out + kIxEntrySize, END_MARK_ID);
 }
 
-// The table is complete before the header leads to it.
+// The table is complete before the header leads to it. Records could be written into a file with a table only
+// where their area stands before it already.
 u32 MakeTable(u8 fid, u16 cardId, u32 attr)
 {
     u32 pos = BxdFileSize(fid);
+    u32 endPos = 0;
+    u32 found = SearchIndexInformation(fid, 0, nullptr, &endPos);
+    if (found != BXD_ERR_NOTFOUND || endPos >= pos) { return BXD_ERR_FAIL; }
     u8 table[kNewTableSize];
     PUT_2BYTES(table, 1);
     PutLastEntry(table + kIxCountSize, cardId, attr);
     u32 status = bxd::WriteAll(fid, pos, table, sizeof table);
     return status == BXD_OK ? bxd::WriteWord(fid, kIxTablePos, pos) : status;
-}
-
-// A lost power may leave a table position that has not followed its table: an append there would write over
-// the records. A table never begins before the end of the information area.
-u32 RequireTableBehindRecords(u8 fid, u32 tablePos)
-{
-    u32 endPos = 0;
-    u32 status = SearchIndexInformation(fid, 0, nullptr, &endPos);
-    if (status == BXD_ERR_OTHER) { return BXD_OK; }
-    return status == BXD_ERR_NOTFOUND && endPos < tablePos ? static_cast<u32>(BXD_OK) : u32{BXD_ERR_FAIL};
 }
 
 // The file must hold all entries that `count` tells, as an append behind its end would leave a gap. A lost
@@ -147,7 +141,7 @@ template <typename Drops>
 u32 DropEntries(u8 fid, Drops drops)
 {
     EntryTable table{};
-    u32 status = bxd::FindEntryTable(fid, &table);
+    u32 status = bxd::FindTableToChange(fid, &table);
     if (status != BXD_OK || table.count == 0) { return status; }
     bxd::EntryBuffer buffer(table.count);
     if (!buffer) { return BXD_ERR_FAIL; }
@@ -220,13 +214,31 @@ u32 RemoveInPieces(u8 fid, const EntryTable& table, const IdList& list)
 
 namespace bxd {
 
+u32 FindTableToChange(u8 fid, EntryTable* table)
+{
+    u32 status = FindEntryTable(fid, table);
+    if (status != BXD_OK || table->pos == kUnset) { return status; }
+    u32 endPos = 0;
+    status = SearchIndexInformation(fid, 0, nullptr, &endPos);
+    if (status == BXD_ERR_OTHER) {  // no records, or a read that has failed
+        status = ReadWord(fid, kIxInfoPos, &endPos);
+        return status == BXD_OK && endPos != kUnset ? static_cast<u32>(BXD_ERR_FAIL) : status;
+    }
+    bool isBehind = status == BXD_ERR_NOTFOUND && endPos < table->pos;
+    return isBehind ? static_cast<u32>(BXD_OK) : u32{BXD_ERR_FAIL};
+}
+
+u32 TakeEntryOut(u8 fid, u32 entryPos, u16 count)
+{
+    EntryTable table{};
+    u32 status = FindTableToChange(fid, &table);
+    if (status == BXD_OK) { status = CutTransfer(fid, entryPos, kIxEntrySize); }
+    return status == BXD_OK ? WriteHalf(fid, table.pos, static_cast<u16>(count - 1)) : status;
+}
+
 u32 RemoveEntry(u8 fid, u32 entryPos, u16 count)
 {
-    u32 status = CutTransfer(fid, entryPos, kIxEntrySize);
-    if (status != BXD_OK) { return status; }
-    u32 tablePos = 0;
-    status = ReadWord(fid, kIxTablePos, &tablePos);
-    if (status == BXD_OK) { status = WriteHalf(fid, tablePos, static_cast<u16>(count - 1)); }
+    u32 status = TakeEntryOut(fid, entryPos, count);
     return status == BXD_OK ? DeleteDoublyBit(fid, entryPos) : status;
 }
 
@@ -237,11 +249,10 @@ extern "C" {
 u32 AddLastIndex(u8 fid, u16 cardId, u32 attr)
 {
     EntryTable table{};
-    u32 status = bxd::FindEntryTable(fid, &table);
+    u32 status = bxd::FindTableToChange(fid, &table);
     if (status != BXD_OK) { return status; }
     if (table.pos == kUnset) { return MakeTable(fid, cardId, attr); }
-    status = RequireTableBehindRecords(fid, table.pos);
-    if (status == BXD_OK) { status = CountHeldEntries(fid, &table); }
+    status = CountHeldEntries(fid, &table);
     if (status != BXD_OK) { return status; }
     if (table.count == kIxEntriesMax) { return BXD_ERR_FAIL; }
 
@@ -291,7 +302,7 @@ u32 CheckDeleteCardID(u32 n, u16 removed, const u16* cardIds, u16 cardId)
 u32 DecIndexCount(u8 fid)
 {
     EntryTable table{};
-    u32 status = bxd::FindEntryTable(fid, &table);
+    u32 status = bxd::FindTableToChange(fid, &table);
     if (status != BXD_OK || table.count == 0) { return status; }
     return bxd::WriteHalf(fid, table.pos, static_cast<u16>(table.count - 1));
 }
@@ -318,7 +329,7 @@ u32 _IndexNoDeleteWithNum(const char* name, const u16* cardIds, u16 n)
     if (status != BXD_OK) { return status; }
     u8 fid = file.fid();
     EntryTable table{};
-    status = bxd::FindEntryTable(fid, &table);
+    status = bxd::FindTableToChange(fid, &table);
     if (status != BXD_OK || table.count == 0) { return status; }
     status = bxd::RequireSpace(1, kUsualNodes, BxdFileSize(fid));
     if (status != BXD_OK) { return status; }

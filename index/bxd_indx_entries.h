@@ -8,14 +8,18 @@
 //
 // A run of entries with equal values shows its first one only; the others have the doubly bit. When an entry
 // goes, the one that moves into its place becomes visible, so that no run is left without a visible card.
+//
+// A lost power may leave a table position that has not followed its table, so that a change would write over
+// the records. A table never begins before the end of the information area: such a one is refused with 71.
 #pragma once
 
 #include "index/bxd_indx_lookup.h"
 
 extern "C" {
 
-// Appends an entry with the low byte of `attr` and without flags; the first makes the table. 71 for a table
-// of 65535 entries, and for one that says it has more than the file holds. A count that is one ahead, as a
+// Appends an entry with the low byte of `attr` and without flags; the first makes the table, which needs an
+// information area before it. 71 for a table of 65535 entries, and for one that says it has more than the file
+// holds, and without that area. A count that is one ahead, as a
 // lost power leaves it, is put right.
 u32 AddLastIndex(u8 fid, u16 cardId, u32 attr);
 
@@ -36,8 +40,13 @@ u32 CheckDeleteCardID(u32 n, u16 removed, const u16* cardIds, u16 cardId);
 
 namespace bxd {
 
-// Takes out the entry at that place of a table of `count` entries, and makes the one that moves there visible.
-// A failure after the move leaves the count one ahead.
+// FindEntryTable for a change: 71 for a table that begins among the records.
+[[nodiscard]] u32 FindTableToChange(u8 fid, EntryTable* table);
+
+// Takes out the entry at that place of a table of `count` entries: the tail moves down and the file is cut, then
+// the count falls. A failure in between leaves the count one ahead. Other entries keep their flags.
+[[nodiscard]] u32 TakeEntryOut(u8 fid, u32 entryPos, u16 count);
+// The same, and the entry that moves there becomes visible.
 [[nodiscard]] u32 RemoveEntry(u8 fid, u32 entryPos, u16 count);
 
 }  // namespace bxd

@@ -23,6 +23,9 @@ bool KeepsNewCardsOut(const bxd::IndexTableWalk& entry)
     return (entry.flags() & (BXD_INDEX_TYPE_SPECIAL | BXD_INDEX_TYPE_ADDS)) == BXD_INDEX_TYPE_SPECIAL;
 }
 
+// The indexes may hold an entry of the card: also where a lost power has taken the card and not its slot.
+bool HadSlot(const CardCopyState& copy) { return copy.targetKind != kTargetNew; }
+
 u8 WithCardAttr(u8 entryAttr, u8 cardAttr)
 {
     return static_cast<u8>((entryAttr & kAttrOfSync) | (cardAttr & kAttrOfCard));
@@ -69,7 +72,7 @@ u32 FollowCard(const BoxRecord* box, const bxd::BoxIndexes& indexes, u8 fid, con
 {
     const u8 mode = indexes.entry().updateMode();
     IndexCardPos place = {};
-    u32 status = copy.isUpdate != 0 ? SearchIndexCardID(fid, copy.cardId, &place) : u32{BXD_ERR_NOTFOUND};
+    u32 status = HadSlot(copy) ? SearchIndexCardID(fid, copy.cardId, &place) : u32{BXD_ERR_NOTFOUND};
     if (status == BXD_ERR_NOTFOUND) {
         return TakesNewCards(indexes.entry()) ? TakeIn(box, fid, mode, copy) : u32{BXD_OK};
     }
@@ -122,7 +125,7 @@ u32 UpdateIndexFile(BoxRecord* box, CardCopyState* copy)
     if (status != BXD_OK) { return status == BXD_ERR_NOTFOUND ? static_cast<u32>(BXD_OK) : status; }
     bxd::ReadMemo boxMemo(box->fid);  // the box stays as it is while its indexes follow
     for (; !indexes.atEnd(); indexes.next()) {
-        if (copy->isUpdate == 0 && !TakesNewCards(indexes.entry())) { continue; }
+        if (!HadSlot(*copy) && !TakesNewCards(indexes.entry())) { continue; }
         bxd::OpenFile index;
         status = indexes.open(BXD_MODE_WRITE, &index);
         if (status != BXD_OK) { return status; }

@@ -140,7 +140,8 @@ BXD_API u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId);
  * lowers the count of cards again.
  *
  *   0   done
- *   66  an id of 0, or there is no such card; nothing has changed
+ *   66  an id of 0, or there is no such card. What a lost power kept from being done when it was deleted has
+ *       been done: nothing leads to it any more, and the indexes have followed; else nothing has changed
  *   68  the storage is too full even for that
  *   71  the card is damaged; an index of the box cannot be opened; memory is short; or a read or write
  *       failed. Where it was an index, the card is gone, and that index and those behind it in the index
@@ -163,7 +164,8 @@ BXD_API u32 _CardDeletePMSCWithIndex(BoxHandle box, u16 cardId);
  * with negate other than 0, those for which that does not hold. Three times 0 selects every card. The
  * attribute is as _CardRead gives it: mask 0x40 with value 0 selects the cards that are no tombstones.
  * Physical, or into tombstones while a synchronisation runs; the indexes follow by the attribute in their
- * entries, of which hidden ones are not looked at.
+ * entries, of which hidden ones are not looked at. An id whose card is dead already, or gone, is free after
+ * that whatever is selected, and its entries have left the indexes.
  *
  * The flash is made to collect first, for which the file of the box is closed, opened and locked again: that
  * takes a second at least, and up to five minutes on a busy one. The handle stays good. Should the file not
@@ -172,8 +174,7 @@ BXD_API u32 _CardDeletePMSCWithIndex(BoxHandle box, u16 cardId);
  *   0   done, also for a box without cards
  *   66  the box has no item "ATTR", or its tables are damaged
  *   68  the storage is too full
- *   71  a card is damaged, or a slot leads to another card; an index cannot be opened; memory is short; or a
- *       read or write failed
+ *   71  a card is damaged; an index cannot be opened; memory is short; or a read or write failed
  *
  * A failure on the way leaves the cards before it deleted, and where they died within one table (the ids 1 to
  * 500, then each 128) the ids of these lead to dead cards. Counts and indexes have not followed.

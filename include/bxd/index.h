@@ -297,7 +297,8 @@ BXD_API u32 _MoveIndexNo(const char* name, u16 from, u16* to);
  *   0   done
  *   66  there is no such entry
  *   68  the storage is too full
- *   71  a read or write failed, or the file ends with the entry. What was done stays
+ *   71  a read or write failed, the file ends with the entry, or the table begins among the records. What
+ *       was done stays
  */
 BXD_API u32 _IndexNoDelete(const char* name, u16 indexNo);
 
@@ -308,7 +309,8 @@ BXD_API u32 _IndexNoDelete(const char* name, u16 indexNo);
  *   0   done, also where none of the cards is in the index
  *   35  cardIds is null, or n is 0
  *   68  the storage is too full
- *   71  a read or write failed, there is not even memory for one entry, or the file ends before its end mark
+ *   71  a read or write failed, there is not even memory for one entry, the file ends before its end mark, or
+ *       the table begins among the records
  *
  * Where memory for the whole table is short the pass works in pieces, and a failure in the midst of it may
  * leave entries twice in the index.
@@ -420,8 +422,9 @@ BXD_API u32 _IndexSort(const char* name, BoxHandle box);
  *   66  there is no such card
  *   68  the storage is too full
  *   69  the sort condition is malformed; the card is in the index, at its end
- *   71  a read or write failed, the card is damaged, or the index has 65,535 entries. Where the card could
- *       be appended but not placed it is in the index, at its end
+ *   71  a read or write failed, the card is damaged, the index has 65,535 entries or no information area, or
+ *       its table begins among its records. Where the card could be appended but not placed it is in the
+ *       index, at its end
  *   72  the card is in the index already
  */
 BXD_API u32 _IndexNoAppend(const char* name, BoxHandle box, u16 cardId, u16* position);

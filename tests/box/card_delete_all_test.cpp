@@ -263,12 +263,47 @@ TEST_F(CardAllDelete, ASlotThatLeadsToADeadCardIsErasedAndNothingDiesTwice)
     EXPECT_TRUE(Same(want, file()));
 }
 
-TEST_F(CardAllDelete, ASlotThatLeadsToAnotherCardStopsIt)
+TEST_F(CardAllDelete, ADeadCardIsNotKeptThoughItIsNotSelected)
 {
-    start(attrBox(4).build());
-    PokeWord(fid(), file().slotAt(2), file().slot(3));
-    EXPECT_EQ(BXD_ERR_FAIL, _CardAllDelete(box, 0x03, 0x03, 0));
-    EXPECT_EQ("card 3", Read(box, 3, "I000"));
+    for (const bool running : {false, true}) {
+        start(attrBox(505).build());
+        setSync(running);
+        const BoxBytes before = file();
+        for (const u32 id : {2u, 503u}) { PokeHalf(fid(), before.slot(id), 0); }
+        BoxBytes want = file();
+        for (const u32 id : {2u, 503u}) { want.setSlot(id, kNone); }
+        want.setCounts(503, 2, 505);
+        want.setField(hd::garbageSize, before.total(before.slot(2)) + before.total(before.slot(503)));
+        EXPECT_EQ(BXD_OK, _CardAllDelete(box, 0, 0, 1));
+        EXPECT_TRUE(Same(want, file()));
+        EXPECT_EQ(2u, add({"new"}));
+        close();
+    }
+}
+
+TEST_F(CardAllDelete, ASlotThatLeadsToNoCardIsFreedAndTheOthersFollowTheirAttribute)
+{
+    start(attrBox(5).build());
+    const BoxBytes before = file();
+    PokeWord(fid(), before.slotAt(2), before.slot(3));  // another card
+    PokeWord(fid(), before.slotAt(4), before.end());    // the end mark
+    PokeWord(fid(), before.slotAt(5), before.size() + 100);
+    EXPECT_EQ(BXD_OK, _CardAllDelete(box, 0x03, 0x03, 0));  // 3
+    for (const u16 id : std::vector<u16>{2, 3, 4, 5}) { EXPECT_EQ(kNone, file().slot(id)) << id; }
+    EXPECT_EQ("card 1", Read(box, 1, "I000"));
+    EXPECT_EQ(1u, file().cardCount());
+    EXPECT_EQ(2u, file().hint());
+}
+
+TEST_F(CardAllDelete, ATableThatTheFileCutsStopsTheWalk)
+{
+    start(attrBox(505).build());
+    const u32 table = file().end();
+    Poke(fid(), table, boxtest::EncodeHead(OFFSET_TABLE_ID, 516) + Bytes(100, 0xFF));
+    PokeWord(fid(), file().appendTables()[0] + 518, table);
+    const BoxBytes before = file();
+    EXPECT_EQ(BXD_ERR_FAIL, _CardAllDelete(box, 0, 0, 1));
+    EXPECT_TRUE(Same(before, file()));
 }
 
 TEST_F(CardAllDelete, AnAttributeOfAnotherLengthThanOneStopsIt)

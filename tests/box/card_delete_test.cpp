@@ -328,15 +328,45 @@ TEST_F(CardDelete, ASlotThatLeadsToADeadCardIsClearedDuringASynchronisationToo)
     EXPECT_EQ(2u, file().cardCount());
 }
 
-TEST_F(CardDelete, ASlotThatLeadsToAnotherCardIsDamage)
+// The last card of the file has gone, and its slot leads to the end mark, or to the card that came next, or,
+// when still more was cut off, behind the file.
+TEST_F(CardDelete, ASlotThatLeadsToNoCardIsClearedAndTheCardIsNotFound)
+{
+    for (const bool running : {false, true}) {
+        startOf(3);
+        setSync(running);
+        const u32 ram = ramGarbage();
+        for (const u32 pos : {file().slot(3), file().end(), file().size() - 1, file().size() + 100,
+                              0x7FFFFFF0u, 0xFFFFFFF0u}) {
+            PokeWord(fid(), file().slotAt(2), pos);
+            PokeHalf(fid(), hd::cardCount.at, 3);
+            BoxBytes want = file();
+            want.setSlot(2, 0);
+            want.setCounts(2, 2, 3);
+            EXPECT_EQ(BXD_ERR_NOTFOUND, _CardDelete(box, 2)) << pos;
+            EXPECT_TRUE(Same(want, file())) << pos;
+            expectStatusAndNoChange(BXD_ERR_NOTFOUND, 2);  // and that is all
+        }
+        EXPECT_EQ(ram, ramGarbage());
+        EXPECT_EQ("card 3", Read(box, 3, "I000"));
+        close();
+    }
+}
+
+TEST_F(CardDelete, ALostDeletionOfTheLastCardIsDoneByTheNext)
 {
     startOf(3);
-    PokeWord(fid(), file().slotAt(2), file().slot(3));
-    expectStatusAndNoChange(BXD_ERR_FAIL, 2);
-    PokeWord(fid(), file().slotAt(2), file().end());  // the end mark
-    expectStatusAndNoChange(BXD_ERR_FAIL, 2);
-    PokeWord(fid(), file().slotAt(2), file().size() + 100);
-    expectStatusAndNoChange(BXD_ERR_FAIL, 2);
+    const u32 last = file().slot(3);
+    BoxBytes want = file();
+    want.cutCard(last);
+    want.setSlot(3, 0);
+    want.setCounts(2, 3, 3);
+    ASSERT_EQ(BXD_OK, DeleteCardData(fid(), last));  // and the power goes
+    EXPECT_EQ(BXD_ERR_NOTFOUND, _CardDelete(box, 3));
+    EXPECT_TRUE(Same(want, file()));
+    EXPECT_TRUE(Sound(file()));
+    EXPECT_EQ(3u, add({"new"}));
+    EXPECT_TRUE(Sound(file()));
 }
 
 TEST_F(CardDelete, ACardWithoutAnAttributeIsDamage)

@@ -312,8 +312,8 @@ TEST_F(CallCounts, DeletingACardOfAnIndex)
     close();
     addIndex(0);
     reopen();
-    expectCalls([&] { return _CardDelete(box_, 2); }, "w2 w4 w4 w2 w37 cut w2", 46, 4);
-    expectCalls([&] { return _CardDelete(box_, 1); }, "w2 w4 w4 w2 w33 cut w2", 48, 4);
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w2 w4 w4 w2 w37 cut w2", 54, 4);
+    expectCalls([&] { return _CardDelete(box_, 1); }, "w2 w4 w4 w2 w33 cut w2", 56, 4);
 }
 
 TEST_F(CallCounts, DeletingACardOfADischargeIndex)
@@ -323,7 +323,7 @@ TEST_F(CallCounts, DeletingACardOfADischargeIndex)
     addIndex(130);
     reopen();
     startSync();
-    expectCalls([&] { return _CardDelete(box_, 2); }, "w1 w2 w1 w2", 42, 4);
+    expectCalls([&] { return _CardDelete(box_, 2); }, "w1 w2 w1 w2", 50, 4);
     expectCalls([&] { return _CardDelete(box_, 2); }, "w1 w2", 38, 4);  // marked once
 }
 

@@ -276,6 +276,12 @@ TEST_F(BoxIndexFaults, ACardThroughItsLastIndex)
          .windows = {.cut = {kDeadSlot, kLonger, kOtherBytes, kIndexDamaged, kEntriesLost}}});
 }
 
+TEST_F(BoxIndexFaults, AllMarkedCardsAsTombstonesAndTheirEntries)
+{
+    endureOn(true, [](BoxHandle box) { return _CardAllDelete(box, 0x10, 0x10, 0); },
+             {.cut = {kLonger, kOtherBytes, kIndexDamaged, kEntriesLost}});
+}
+
 TEST_F(BoxIndexFaults, AllMarkedCardsAndTheirEntries)
 {
     // The pass over the list counts last.

@@ -116,6 +116,25 @@ TEST_F(IndexEntries, AnAppendLeavesNoGapInATableThatIsTooShort)
     }
 }
 
+// No record could be written into the file any more.
+TEST_F(IndexEntries, NoTableIsMadeWithoutAnInformationAreaBeforeIt)
+{
+    IndexTable table;
+    table.table = false;
+    const Bytes whole = table.build();
+    Bytes none(whole.begin(), whole.begin() + 24);
+    PutAt(none, 8, 0xFFFFFFFF, 4);
+    Bytes torn = whole;  // of which the end byte is missing
+    torn.pop_back();
+    Bytes wild = whole;
+    PutAt(wild, 8, static_cast<u32>(whole.size()) + 10, 4);
+    for (const Bytes& bytes : {none, torn, wild}) {
+        put(bytes, kIndex);
+        EXPECT_EQ(add(5, 0x47), 71u);
+        EXPECT_TRUE(SameBytes(bytes, file()));
+    }
+}
+
 TEST_F(IndexEntries, AMissingEndMarkIsWrittenByTheNextAppend)
 {
     IndexTable table = IndexTable::Of({{1}, {2}});

@@ -80,6 +80,21 @@ TEST_F(IndexDeleteAll, NegatedZerosSelectNoEntry)
     EXPECT_TRUE(SameBytes(before[2], get(kDischarged)));
 }
 
+// Their ids are free afterwards, and the next cards of these ids come in once.
+TEST_F(IndexDeleteAll, TheEntriesOfDeadCardsGoThoughTheyAreNotSelected)
+{
+    startMixed(6);
+    cardtest::PokeHalf(fid(), file().slot(2), 0);
+    cardtest::PokeWord(fid(), file().slotAt(6), file().end());
+    EXPECT_EQ(BXD_OK, _CardAllDelete(box, 0, 0, 1));
+    EXPECT_EQ((std::vector<u32>{1, 3, 4, 5}), idsOf(kMaster));
+    EXPECT_EQ((std::vector<u32>{1, 3, 4, 5}), idsOf(kList));
+    EXPECT_EQ((Entries{{1}, {2, 0x41}, {3, 0x57}, {4}, {5}, {6, 0x51}}), entriesOf(kDischarged));
+    EXPECT_EQ(4u, file().cardCount());
+    EXPECT_EQ(2u, add({"new"}));
+    EXPECT_EQ((std::vector<u32>{1, 3, 4, 5, 2}), idsOf(kList));
+}
+
 TEST_F(IndexDeleteAll, TheLifeBitOfTheCallerIsTurnedForTheEntriesToo)
 {
     startMixed(4);

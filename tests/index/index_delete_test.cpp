@@ -2,6 +2,7 @@
 // What the indexes of a box do when one of its cards is deleted, and the removal of an entry by its card.
 #include "index/bxd_indx_delete.h"
 
+#include "box/bxd_garb.h"
 #include "tests/index/deletion_case.h"
 
 namespace {
@@ -105,6 +106,28 @@ TEST_F(IndexDelete, AnEmptyIndexTableIsNoIndex)
     EXPECT_TRUE(cardtest::Sound(file()));
 }
 
+TEST_F(IndexDelete, ALostDeletionOfTheLastCardIsFinishedInTheIndexes)
+{
+    startWithAll(4);
+    ASSERT_EQ(BXD_OK, DeleteCardData(fid(), file().slot(4)));
+    cardtest::PokeWord(fid(), file().slotAt(4), file().end());  // as if it had been the last of the file
+    EXPECT_EQ(BXD_ERR_NOTFOUND, _CardDelete(box, 4));
+    EXPECT_EQ((std::vector<u32>{1, 2, 3}), idsOf(kMaster));
+    EXPECT_EQ((std::vector<u32>{1, 2, 3}), idsOf(kList));
+    EXPECT_EQ((std::vector<IndexEntry>{{1}, {2}, {3}, {4, 0x41}}), entriesOf(kDischarged));
+    EXPECT_EQ(3u, file().cardCount());
+    EXPECT_TRUE(cardtest::Sound(file()));
+}
+
+TEST_F(IndexDelete, ALostDeletionWhoseIndexesCannotFollowIsTold)
+{
+    startWithAll(4);
+    ASSERT_EQ(0, unlink(path(kList).c_str()));
+    cardtest::PokeWord(fid(), file().slotAt(4), file().end());
+    EXPECT_EQ(BXD_ERR_FAIL, _CardDelete(box, 4));
+    EXPECT_EQ((std::vector<u32>{1, 2, 3}), idsOf(kMaster));
+}
+
 TEST_F(IndexDelete, AMissingIndexFileStopsTheWalkWithTheCardGone)
 {
     startWithAll(4);
@@ -148,6 +171,9 @@ TEST_F(IndexDelete, EntriesGoFromDischargeIndexesForStoredCardsOnly)
     EXPECT_EQ(BXD_OK, CardDeleteFromIndex(*box, 2));
     EXPECT_EQ((std::vector<u32>{1}), idsOf(kDischarged));
     EXPECT_EQ((std::vector<u32>{1, 2}), idsOf(kList));
+    ASSERT_EQ(0, unlink(path(kList).c_str()));  // the others are not even opened
+    EXPECT_EQ(BXD_OK, CardDeleteFromIndex(*box, 1));
+    EXPECT_EQ((std::vector<u32>{}), idsOf(kDischarged));
     ASSERT_EQ(0, unlink(path(kDischarged).c_str()));
     EXPECT_EQ(BXD_ERR_FAIL, CardDeleteFromIndex(*box, 2));
 }

@@ -181,6 +181,20 @@ TEST_F(IndexUpkeep, ACardThatReplacesOneKeepsItsPlaceWhereThereIsNoOrder)
     }
 }
 
+// A lost power has taken the card, and its slot and its entries have stayed.
+TEST_F(IndexUpkeep, ACardThatReplacesADeadOneDoesNotComeInTwice)
+{
+    for (const u8 mode : {u8{0}, u8{2}}) {
+        putBoth({"TEST.IDX", 1, 27, 0x82, mode});
+        Bytes file = get();
+        Put16(file, BoxView(file).find(3), 0);
+        put(file);
+        EXPECT_EQ(copyTo(3, "\x90"), 0u);
+        EXPECT_EQ(entries(), (std::vector<IndexEntry>{{3, 0xD7}, {2, 0x48, 1}}));
+        EXPECT_EQ(BoxView(get()).field(hd::cardCount), 3u);
+    }
+}
+
 TEST_F(IndexUpkeep, WhatOneIndexCannotReadDoesNotStopTheOthers)
 {
     put(box({1, 2}));
