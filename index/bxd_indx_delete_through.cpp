@@ -54,7 +54,8 @@ u32 __IndexNoDeletePMSC(const char* name, u16 indexNo, BoxRecord* box)
         return CardDeleteSub(box, entry.cardId, 0);
     }
     if (type == BXD_INDEX_TYPE_DISCHARGE) { return MarkDischarged(index.fid(), entry); }
-    status = bxd::TakeEntryOut(index.fid(), entry.pos, entry.count);  // what the entry has hidden stays hidden
+    status =
+        bxd::TakeEntryOut(index.fid(), entry.pos, entry.count);  // what the entry has hidden stays hidden
     (void)index.close();
     return status == BXD_OK ? AllIndexCheckDel(box, entry.cardId) : status;
 }
