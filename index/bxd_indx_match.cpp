@@ -6,9 +6,8 @@
 #include <cstdlib>
 
 #include "box/bxd_card_read.h"
+#include "index/bxd_indx_condition.h"
 #include "match/bxd_srch_card.h"
-
-extern "C" u32 ReadSearchCondition(u8 boxFid, u8 indexFid, u8* out);
 
 namespace {
 
@@ -23,10 +22,10 @@ namespace bxd {
 bool IndexCondition::load(u8 boxFid, u8 indexFid)
 {
     boxFid_ = boxFid;
-    bytes_.reset(static_cast<u8*>(std::calloc(kSearchBudget + kSearchSlack, 1)));
+    bytes_.reset(static_cast<u8*>(std::calloc(kConditionCodeMax + kConditionSlack, 1)));
     if (!bytes_ || ReadSearchCondition(boxFid, indexFid, bytes_.data()) != BXD_OK) { return false; }
-    if (!IsSearchCondition(cond(), kSearchBudget - 1)) { return false; }
-    if ((bytes_.data()[0] & kSearchAllItems) == 0) { return true; }
+    if (!IsSearchCondition(cond(), kConditionCodeMax - 1)) { return false; }
+    if ((bytes_.data()[0] & kCondAllItems) == 0) { return true; }
     u8* table = nullptr;
     u32 size = 0;
     if (ReadItemTable(boxFid, &table, &size) != BXD_OK) { return false; }
@@ -34,7 +33,7 @@ bool IndexCondition::load(u8 boxFid, u8 indexFid)
     return true;
 }
 
-bool IndexCondition::needsNeighbour() const { return (bytes_.data()[0] & kSearchNeighbour) != 0; }
+bool IndexCondition::needsNeighbour() const { return (bytes_.data()[0] & kCondNeighbour) != 0; }
 
 bool IndexCondition::holds(u32 cardPos, u32 otherPos) const
 {

@@ -10,13 +10,10 @@
 #include "index/bxd_indx_lookup.h"
 #include "index/bxd_indx_search_start.h"
 #include "match/bxd_srch_card.h"
+#include "match/bxd_srch_cond.h"
+#include "match/bxd_srch_expand.h"
 #include "storage/bxd_file_ahead.h"
 #include "storage/bxd_file_memo.h"
-
-extern "C" {
-u32 SearchConvCondition(const u8* in, u8* out, const u8* itemTable, u32 budget, u8* flags);
-u32 IsFE96(const u8* condition);
-}
 
 namespace {
 
@@ -35,15 +32,15 @@ struct Direction {
 
 // A condition for one search. The scan and the jump work on the clauses.
 struct Condition {
-    u8 clauses[kSearchBudget + kSearchSlack] = {};
+    u8 clauses[kConditionCodeMax + kConditionSlack] = {};
     u8 flags = 0;
 
     // False for what no search takes: nothing, what cannot be compiled, and what needs a neighbour.
     bool compile(const u8* text, const u8* itemTable)
     {
-        if (text == nullptr || *text == kSearchEnd || IsFE96(text) != 0) { return false; }
-        return SearchConvCondition(text, clauses, itemTable, kSearchBudget, &flags) != 0 &&
-               (flags & kSearchNeighbour) == 0;
+        if (text == nullptr || *text == kCondEnd || IsFE96(text) != 0) { return false; }
+        return SearchConvCondition(text, clauses, itemTable, kConditionCodeMax, &flags) != 0 &&
+               (flags & kCondNeighbour) == 0;
     }
     u8 firstItem() const { return clauses[1]; }
 };
@@ -164,7 +161,7 @@ private:
     {
         u8 op = info[kInfoOperator];
         return stop_ != kStopNever && info[kInfoItem] == condition_->firstItem() &&
-               (stop_ == kStopAtFailure || stop_ == op) && op != kOpContains;
+               (stop_ == kStopAtFailure || stop_ == op) && op != BXD_OP_CONTAINS;
     }
 
     u32 scan(u32 next, u16* indexNo)

@@ -11,13 +11,13 @@
 
 namespace {
 
-// A condition from its first clause on.
+// The first test of a condition, counted from its clause on.
 constexpr u32 kClauseItem = 1;
-constexpr u32 kTestKind = 2;
-constexpr u32 kTestOperator = 3;
-constexpr u32 kTestType = 4;
-constexpr u32 kTestValue = 5;
-constexpr u32 kValueBehindOperator = kTestValue - kTestOperator;
+constexpr u32 kFirstKind = 2;
+constexpr u32 kFirstOperator = 3;
+constexpr u32 kFirstType = 4;
+constexpr u32 kFirstValue = 5;
+constexpr u32 kValueBehindOperator = kFirstValue - kFirstOperator;
 
 constexpr u8 kItemHalf2 = 10;  // two bytes too; the compilers take no such value
 
@@ -29,8 +29,8 @@ constexpr u32 kKeySize = 6;
 
 constexpr u8 kTurnOrder = 0x01;  // bit of a sort code: downwards
 
-bool IsAtMost(u8 op) { return op == kOpAtMost || op == kOpBelow; }
-bool IsAtLeast(u8 op) { return op == kOpAtLeast || op == kOpAbove; }
+bool IsAtMost(u8 op) { return op == BXD_OP_AT_MOST || op == BXD_OP_BELOW; }
+bool IsAtLeast(u8 op) { return op == BXD_OP_AT_LEAST || op == BXD_OP_ABOVE; }
 
 // A scan in an order that excludes what lies behind the first failure of these operators begins at once; for
 // the others the boundary is looked for.
@@ -38,13 +38,13 @@ u32 StepOrJump(bool steps, u8 op) { return steps ? kStartByStep + op : kStartByJ
 
 u32 CheckBinaryText(u8 op, u8 sortCode)
 {
-    if (op == kOpContains || sortCode < kSortBinUp) { return kStartByStep; }
+    if (op == BXD_OP_CONTAINS || sortCode < kSortBinUp) { return kStartByStep; }
     return StepOrJump(sortCode == kSortBinUp ? IsAtMost(op) : IsAtLeast(op), op);
 }
 
 u32 CheckText(u8 op, u8 sortCode)
 {
-    if (op == kOpContains || sortCode >= kSortBinUp) { return kStartByStep; }
+    if (op == BXD_OP_CONTAINS || sortCode >= kSortBinUp) { return kStartByStep; }
     return StepOrJump(sortCode == kSortDown ? IsAtLeast(op) : IsAtMost(op), op);
 }
 
@@ -91,7 +91,7 @@ public:
         : boxFid_(boxFid), indexFid_(indexFid), entriesPos_(entriesPos), condition_(condition), end_(end),
           next_(condition[end]), itemTable_(itemTable)
     {
-        condition_[end_] = kSearchEnd;
+        condition_[end_] = kCondEnd;
         cursor_.valid = kCursorNew;
     }
     BoundarySearch(const BoundarySearch&) = delete;
@@ -140,7 +140,8 @@ u32 Jump(u8 boxFid, u8 indexFid, const u8* itemTable, bool backward, u8* conditi
          u8* stopCode)
 {
     u8 order = backward ? static_cast<u8>(sortCode ^ kTurnOrder) : sortCode;
-    u32 answer = Check1stSearch(condition[kTestKind], condition[kTestOperator], condition[kTestType], order);
+    u32 answer =
+        Check1stSearch(condition[kFirstKind], condition[kFirstOperator], condition[kFirstType], order);
     if (answer != kStartByJump) {
         *stopCode = static_cast<u8>(answer);
         return 0;
@@ -160,7 +161,7 @@ u32 IndexSearchPrepare(u8 boxFid, u8 indexFid, const u8* itemTable, u32 backward
     *stopCode = kStopNever;
     const bool back = backward != 0;
     const u32 next = NextEntry(current, count, back);
-    if ((flags & kSearchJoined) != 0 || CheckWildCard(condition) != 0) { return next; }
+    if ((flags & kCondConnector) != 0 || CheckWildCard(condition) != 0) { return next; }
 
     u8 key[kKeySize] = {};
     FirstKey there = ReadFirstKey(indexFid, key);
@@ -169,7 +170,7 @@ u32 IndexSearchPrepare(u8 boxFid, u8 indexFid, const u8* itemTable, u32 backward
     bool isKey = there == FirstKey::kThere && SearchItemNameID(key, itemTable, &item) == BXD_OK &&
                  item.itemNumber == condition[kClauseItem];
     if (!isKey) { return next; }
-    if (key[kKeyEscape] != kSearchEscape) { return 0; }
+    if (key[kKeyEscape] != BXD_OP_MARK) { return 0; }
     u32 found = Jump(boxFid, indexFid, itemTable, back, condition, key[kKeyCode], current, stopCode);
     return found != 0 ? found : next;
 }
@@ -177,7 +178,7 @@ u32 IndexSearchPrepare(u8 boxFid, u8 indexFid, const u8* itemTable, u32 backward
 u32 Check1stSearch(u8 testKind, u8 op, u8 valueType, u8 sortCode)
 {
     if (!bxd::IsText(valueType)) { return CheckOther(op, valueType, sortCode); }
-    return testKind == kKindBinary ? CheckBinaryText(op, sortCode) : CheckText(op, sortCode);
+    return testKind == kTestBinary ? CheckBinaryText(op, sortCode) : CheckText(op, sortCode);
 }
 
 u32 SearchStartID(u8 boxFid, u8 indexFid, u8* condition, u16 start, const u8* itemTable, u32 backward,
@@ -189,7 +190,7 @@ u32 SearchStartID(u8 boxFid, u8 indexFid, u8* condition, u16 start, const u8* it
     SearchSpan span = SpanBehind(start, table.count, back);
     if (span.isEmpty()) { return 0; }
 
-    u8 op = condition[kTestOperator];
+    u8 op = condition[kFirstOperator];
     u32 end = MoveXDataEnd(condition, back ? 1 : 0, sortCode);
     if (end == 0) { return 0; }
     u32 found = 0;
@@ -197,16 +198,16 @@ u32 SearchStartID(u8 boxFid, u8 indexFid, u8* condition, u16 start, const u8* it
         BoundarySearch search(boxFid, indexFid, table.entriesPos(), condition, end, itemTable);
         found = search.run(span, back);
     }
-    condition[kTestOperator] = op;
+    condition[kFirstOperator] = op;
     return found;
 }
 
 u32 CheckWildCard(const u8* condition)
 {
-    if (condition[kTestKind] == kKindBinary) { return 0; }
-    switch (condition[kTestType]) {
-    case kItemDate: return CheckWildCardTime(condition + kTestValue);
-    case kItemWeekDate: return CheckWildCardWeek(condition + kTestValue);
+    if (condition[kFirstKind] == kTestBinary) { return 0; }
+    switch (condition[kFirstType]) {
+    case kItemDate: return CheckWildCardTime(condition + kFirstValue);
+    case kItemWeekDate: return CheckWildCardWeek(condition + kFirstValue);
     default: return 0;
     }
 }
@@ -214,28 +215,28 @@ u32 CheckWildCard(const u8* condition)
 u32 MoveXDataEnd(u8* condition, u8 backward, u8 sortCode)
 {
     u32 flip = (sortCode & kTurnOrder) ^ (backward != 0 ? 1U : 0U);
-    u8* op = condition + kTestOperator;
-    u8 type = condition[kTestType];
-    if (bxd::IsText(type)) { return kTestOperator + movexdatastring(op, flip); }
+    u8* op = condition + kFirstOperator;
+    u8 type = condition[kFirstType];
+    if (bxd::IsText(type)) { return kFirstOperator + movexdatastring(op, flip); }
     bool ordered = type == kItemDate || type == kItemSpan || type == kItemWeekDate || type == kItemHalf ||
                    type == kItemHalf2;
-    return ordered ? kTestOperator + movexdatacommon(op, flip) : 0;
+    return ordered ? kFirstOperator + movexdatacommon(op, flip) : 0;
 }
 
 u32 movexdatastring(u8* op, u32 flip)
 {
-    if (*op == kOpEqual) {
-        *op = flip != 0 ? kOpAtMost : kOpAtLeast;
-    } else if (*op == kOpBegins) {
-        *op = flip != 0 ? kOpUpToBegins : kOpAtLeast;
+    if (*op == BXD_OP_EQUAL) {
+        *op = flip != 0 ? BXD_OP_AT_MOST : BXD_OP_AT_LEAST;
+    } else if (*op == BXD_OP_BEGINS) {
+        *op = flip != 0 ? BXD_OP_UP_TO : BXD_OP_AT_LEAST;
     }
     return kValueBehindOperator + kTextLengthSize + GET_2BYTES(op + kValueBehindOperator);
 }
 
 u32 movexdatacommon(u8* op, u32 flip)
 {
-    if (*op == kOpEqual) { *op = flip != 0 ? kOpAtMost : kOpAtLeast; }
-    switch (op[kTestType - kTestOperator]) {
+    if (*op == BXD_OP_EQUAL) { *op = flip != 0 ? BXD_OP_AT_MOST : BXD_OP_AT_LEAST; }
+    switch (op[kFirstType - kFirstOperator]) {
     case kItemDate:
     case kItemSpan: return kValueBehindOperator + kDateSize;
     case kItemWeekDate: return kValueBehindOperator + kWeekDateSize;

@@ -5,10 +5,6 @@
 
 #include "storage/heapwrapper.h"
 
-// Conditions that come from a file or from a caller who knows their length are compiled from copies with so
-// many bytes 0 behind them: a value that the end cuts off is filled up from there.
-constexpr u32 kConditionSlack = 16;
-
 namespace bxd {
 
 // The item table of box `boxId`, an open file, or with a number below 0 of the box that the index names. 64

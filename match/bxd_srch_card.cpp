@@ -30,7 +30,7 @@ struct Test {
     const u8* text() const { return value + kTextLengthSize; }
     SearchCompare compare(SearchCompare byLanguage) const
     {
-        return kind == kKindBinary ? SearchBinCmpString : byLanguage;
+        return kind == kTestBinary ? SearchBinCmpString : byLanguage;
     }
 };
 
@@ -39,7 +39,7 @@ Test TakeTest(const u8** cond)
     const u8* at = *cond;
     Test test = {at[0], at[1], 0, nullptr};
     at += 2;
-    if (!bxd::IsValueless(test.op)) {
+    if (!bxd::HasNoValue(test.op)) {
         test.type = *at++;
         test.value = at;
         at += PointCondEnd(at);
@@ -84,7 +84,7 @@ bool CompareSameType(const StoredValue& card, const Test& test)
     case kItemWeekDate: return bxd::TestWeekDate(card, test.value);
     case kItemHalf: return bxd::TestNumber(card, test.value, sizeof(u16));
     case kItemByte: return bxd::TestNumber(card, test.value, sizeof(u8));
-    case kItemBytes: return bxd::TestBytes(card, test.value);
+    case kCategoryItemType: return bxd::TestBytes(card, test.value);
     case kItemWord: return bxd::TestNumber(card, test.value, sizeof(u32));
     default: return false;
     }
@@ -131,9 +131,9 @@ public:
     bool run(const u8* cond)
     {
         cond_ = cond;
-        while (*cond_ != kSearchEnd) {
+        while (*cond_ != kCondEnd) {
             if (!clause()) { return false; }
-            if (!inStep_ || *cond_ != (result_ ? kClauseAnd : kClauseOr)) { break; }
+            if (!inStep_ || *cond_ != (result_ ? BXD_OP_CLAUSE_AND : BXD_OP_CLAUSE_OR)) { break; }
             ++cond_;
         }
         return result_;
@@ -145,7 +145,7 @@ private:
     bool clause()
     {
         type_ = *cond_++;
-        all_ = type_ == kSearchAll;
+        all_ = type_ == kCondAllItemsMark;
         if (all_) { return allItems(); }
         number_ = *cond_++;
         return locate() && (tests(), true);
@@ -189,7 +189,7 @@ private:
             Test test = TakeTest(&cond_);
             op_ = test.op;
             result_ = holds(test);
-            if (*cond_ != (result_ ? kTestAnd : kTestOr)) { break; }
+            if (*cond_ != (result_ ? BXD_OP_AND : BXD_OP_OR)) { break; }
             ++cond_;
         }
         if (bxd::IsTestConnector(*cond_)) { inStep_ = bxd::SkipTests(&cond_); }
@@ -201,9 +201,9 @@ private:
             return test.value != nullptr && bxd::MatchBits(*request_.attr, test.value, test.op);
         }
         switch (test.op) {
-        case kOpNeighbour: return differs();
-        case kOpNotBlank: return !isHidden() && isFilled(test.kind);
-        case kOpBlank: return !isHidden() && !isFilled(test.kind);
+        case BXD_OP_NEW_VALUE: return differs();
+        case BXD_OP_NOT_BLANK: return !isHidden() && isFilled(test.kind);
+        case BXD_OP_BLANK: return !isHidden() && !isFilled(test.kind);
         default: break;
         }
         return test.type == type_ ? CompareSameType(value_, test) : CompareOtherType(value_, type_, test);
@@ -214,7 +214,7 @@ private:
     bool isFilled(u8 kind) const
     {
         if (value_.len == 0) { return !request_.emptyFalse; }
-        return kind == kKindBinary || !bxd::IsText(type_) || !IsBlank(value_, type_);
+        return kind == kTestBinary || !bxd::IsText(type_) || !IsBlank(value_, type_);
     }
 
     // The same item of the neighbour has other bytes. What cannot be read counts as other bytes.

@@ -16,7 +16,7 @@ extern "C" {
 
 // Other than 0 if the card at cardAddr of the open box satisfies the condition; 0 too for an empty one, and
 // where an item that it names is not to be found in the card.
-//   cond        the clauses, behind the flags; kSearchSlack bytes 0 behind its end
+//   cond        the clauses, behind the flags; kConditionSlack bytes 0 behind its end
 //   otherCard   position of the neighbour that tests of 94 compare with; with 0 they are true
 //   itemTable   the box's; looked at by clauses on all items only, which are false with null
 //   info        or null. In: info[2] the card's stored attribute. Out: info[0] the number of the item and

@@ -29,11 +29,11 @@ u8 OperatorOf(const u8* value) { return value[-2]; }
 bool Holds(u8 op, i32 order)
 {
     switch (op) {
-    case kOpEqual: return order == 0;
-    case kOpAtLeast: return order >= 0;
-    case kOpAbove: return order > 0;
-    case kOpAtMost: return order <= 0;
-    case kOpBelow: return order < 0;
+    case BXD_OP_EQUAL: return order == 0;
+    case BXD_OP_AT_LEAST: return order >= 0;
+    case BXD_OP_ABOVE: return order > 0;
+    case BXD_OP_AT_MOST: return order <= 0;
+    case BXD_OP_BELOW: return order < 0;
     default: return false;
     }
 }
@@ -53,7 +53,7 @@ bool TestByMode(const StoredValue& card, const u8* value, u32 size, const u8* mi
 {
     u8 stored[kDateSize] = {};
     if (!Take(card, size, missing, stored)) { return false; }
-    bool exact = KindOf(value) == kKindBinary;
+    bool exact = KindOf(value) == kTestBinary;
     i32 order = exact ? TimeDataSort(stored, value, mode) : TimeDataSearch(stored, value, mode);
     return Holds(OperatorOf(value), order);
 }
@@ -103,8 +103,8 @@ bool StoredValue::read(u32 offset, void* buf, u32 count) const
 bool MatchBits(u8 bits, const u8* value, u8 op)
 {
     bool equal = (bits & value[0]) == value[1];
-    if (op == kOpBitsEqual) { return equal; }
-    return op == kOpBitsDiffer && !equal;
+    if (op == BXD_OP_BITS_EQUAL) { return equal; }
+    return op == BXD_OP_BITS_DIFFER && !equal;
 }
 
 bool TestBits(const StoredValue& card, const u8* value)
@@ -144,18 +144,18 @@ bool TestBytes(const StoredValue& card, const u8* value)
 {
     u8 op = OperatorOf(value);
     u8 c = value[0];
-    if (card.len == 0) { return c == kEmptyPlace && (op == kOpBegins || op == kOpContains); }
+    if (card.len == 0) { return c == kEmptyPlace && (op == BXD_OP_BEGINS || op == BXD_OP_CONTAINS); }
 
     u8 bytes[kBytesMost];
     const u32 count = std::min(card.len, kBytesMost);
     if (!card.read(0, bytes, count)) { return false; }
     u8* const end = bytes + count;
     switch (op) {
-    case kOpEqual: return card.len == 1 && bytes[0] == c;
-    case kOpContains:
+    case BXD_OP_EQUAL: return card.len == 1 && bytes[0] == c;
+    case BXD_OP_CONTAINS:
         return c == kEmptyPlace ? std::all_of(bytes, end, IsEmptyPlace) : std::find(bytes, end, c) != end;
-    case kOpAtLeast: return std::all_of(bytes, end, [c](u8 byte) { return byte >= c; });
-    case kOpAtMost: return std::all_of(bytes, end, [c](u8 byte) { return byte <= c; });
+    case BXD_OP_AT_LEAST: return std::all_of(bytes, end, [c](u8 byte) { return byte >= c; });
+    case BXD_OP_AT_MOST: return std::all_of(bytes, end, [c](u8 byte) { return byte <= c; });
     default: return false;
     }
 }

@@ -31,6 +31,7 @@ constexpr u8 kCondConnector = 0x02;  // see the two compilers
 constexpr u8 kCondAllItems = 0x04;   // it has a clause on all items, which needs the item table
 
 constexpr u8 kCondAllItemsMark = 0xFF;  // type and number of an all-items clause
+constexpr u8 kCondEnd = 0;
 
 constexpr u8 kTestByCode = 0x15;
 constexpr u8 kTestBinary = BXD_OP_BINARY;
@@ -41,6 +42,10 @@ constexpr u32 kTestOperator = 1;
 constexpr u32 kTestValueType = 2;  // absent without a value
 constexpr u32 kTestHead = 3;
 constexpr u32 kTextLengthSize = 2;  // u16 before a text: the bytes behind it
+
+// Conditions that come from a file or from a caller who knows their length are kept with so many bytes 0
+// behind them: a value that the end cuts off is filled up from there.
+constexpr u32 kConditionSlack = 16;
 
 // No compiled form is longer, the byte 0 included: so large are the buffers for it.
 constexpr u32 kConditionCodeMax = 4096;

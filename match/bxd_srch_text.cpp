@@ -206,18 +206,18 @@ u32 Answer(const Shapes& shapes, u8 op, const u8* text, const u8* value, u16 len
 {
     bool holds = false;
     switch (op) {
-    case kOpEqual: holds = shapes.equal(text, value, len) == BXD_CMP_EQUAL; break;
-    case kOpBegins: {
+    case BXD_OP_EQUAL: holds = shapes.equal(text, value, len) == BXD_CMP_EQUAL; break;
+    case BXD_OP_BEGINS: {
         u32 result = shapes.equal(text, value, len);
         holds = result == BXD_CMP_EQUAL || result == BXD_CMP_ABOVE;
         break;
     }
-    case kOpContains: holds = shapes.contains(text, value, len) != 0; break;
-    case kOpUpToBegins: holds = shapes.order(text, value, len) <= BXD_CMP_ABOVE; break;
-    case kOpAtLeast: holds = shapes.order(text, value, len) >= BXD_CMP_EQUAL; break;
-    case kOpAbove: holds = shapes.order(text, value, len) > BXD_CMP_EQUAL; break;
-    case kOpAtMost: holds = shapes.order(text, value, len) <= BXD_CMP_EQUAL; break;
-    case kOpBelow: holds = shapes.order(text, value, len) < BXD_CMP_EQUAL; break;
+    case BXD_OP_CONTAINS: holds = shapes.contains(text, value, len) != 0; break;
+    case BXD_OP_UP_TO: holds = shapes.order(text, value, len) <= BXD_CMP_ABOVE; break;
+    case BXD_OP_AT_LEAST: holds = shapes.order(text, value, len) >= BXD_CMP_EQUAL; break;
+    case BXD_OP_ABOVE: holds = shapes.order(text, value, len) > BXD_CMP_EQUAL; break;
+    case BXD_OP_AT_MOST: holds = shapes.order(text, value, len) <= BXD_CMP_EQUAL; break;
+    case BXD_OP_BELOW: holds = shapes.order(text, value, len) < BXD_CMP_EQUAL; break;
     default: return kNoOperator;
     }
     return holds ? 1 : 0;
@@ -306,7 +306,7 @@ u32 SearchBinCmpString(const u8* text, const u8* value, u16 len)
 {
     // In bytes "up to and beginning with" does not take what begins with the text: it is "at most".
     u8 op = OperatorOf(value);
-    u32 answer = Answer(kBinary, op == kOpUpToBegins ? kOpAtMost : op, text, value, len);
+    u32 answer = Answer(kBinary, op == BXD_OP_UP_TO ? BXD_OP_AT_MOST : op, text, value, len);
     return answer != kNoOperator ? answer : 0;
 }
 

@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr u32 kSlice = 256;     // bytes that a compare of two places reads at a time
-constexpr u32 kClauseHead = 2;  // item type, item number
-constexpr u32 kTestHead = 2;    // kind, operator
+constexpr u32 kSlice = 256;       // bytes that a compare of two places reads at a time
+constexpr u32 kClauseHead = 2;    // item type, item number
+constexpr u32 kBareTestHead = 2;  // kind, operator
 constexpr u32 kConnectorSize = 1;
 constexpr u8 kHiddenTagMin = 'a';
 
@@ -19,25 +19,25 @@ constexpr u8 kHiddenTagMin = 'a';
 // them or is a text without its end.
 bool TakeValue(const u8* value, u32 left, u8 kind, u32* size)
 {
-    *size = bxd::SearchValueSize(value[-1]);
+    *size = bxd::FixedValueSize(value[-1]);
     if (!bxd::IsText(value[-1])) { return *size <= left; }
     if (left < kTextLengthSize) { return false; }
     u32 length = GET_2BYTES(value);
     *size = kTextLengthSize + length;
     if (*size > left) { return false; }
     const u8* end = value + *size;
-    if (kind == kKindBinary) { return length >= 1 && end[-1] == 0; }
+    if (kind == kTestBinary) { return length >= 1 && end[-1] == 0; }
     return length >= 2 && length % 2 == 0 && GET_2BYTES(end - 2) == 0;
 }
 
 // One test, with *at behind its operator, type and value afterwards.
 bool TakeTest(const u8* cond, u32 size, u32* at)
 {
-    if (size - *at < kTestHead) { return false; }
+    if (size - *at < kBareTestHead) { return false; }
     u8 kind = cond[*at];
     u8 op = cond[*at + 1];
-    *at += kTestHead;
-    if (bxd::IsValueless(op)) { return true; }
+    *at += kBareTestHead;
+    if (bxd::HasNoValue(op)) { return true; }
     if (*at == size) { return false; }
     ++*at;
     u32 value = 0;
@@ -53,7 +53,7 @@ extern "C" {
 u32 PointCondEnd(const u8* value)
 {
     u8 type = value[-1];
-    return bxd::IsText(type) ? kTextLengthSize + GET_2BYTES(value) : bxd::SearchValueSize(type);
+    return bxd::IsText(type) ? kTextLengthSize + GET_2BYTES(value) : bxd::FixedValueSize(type);
 }
 
 const u8* NextItemCond(const u8* p)
@@ -78,25 +78,10 @@ u32 CompCardData(u8 boxId, u32 addrA, u32 addrB, u16 len)
 
 namespace bxd {
 
-u32 SearchValueSize(u8 type)
-{
-    switch (type) {
-    case kItemDate:
-    case kItemSpan: return kDateSize;
-    case kItemBits:
-    case kItemHalf: return 2;
-    case kItemWeekDate: return kWeekDateSize;
-    case kItemByte:
-    case kItemBytes: return 1;
-    case kItemWord: return 4;
-    default: return 0;
-    }
-}
-
 bool IsSearchCondition(const u8* cond, u32 size)
 {
     u32 at = 0;
-    while (at < size && cond[at] != kSearchEnd) {
+    while (at < size && cond[at] != kCondEnd) {
         if (size - at < kClauseHead) { return false; }
         at += kClauseHead;
         u8 connector = 0;
@@ -118,10 +103,10 @@ bool SkipTests(const u8** p)
     bool inStep = true;
     while (inStep && IsTestConnector(*at)) {
         u8 op = at[kConnectorSize + 1];
-        at += kConnectorSize + kTestHead;
-        if (op == kOpNeighbour) { continue; }
-        inStep = !IsValueless(op);
-        if (*at == kSearchEnd) { break; }
+        at += kConnectorSize + kBareTestHead;
+        if (op == BXD_OP_NEW_VALUE) { continue; }
+        inStep = !HasNoValue(op);
+        if (*at == kCondEnd) { break; }
         ++at;
         if (inStep) { at += PointCondEnd(at); }
     }

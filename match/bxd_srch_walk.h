@@ -1,59 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The compiled form of a search condition, and the steps along it.
+// The steps along a compiled search condition (bxd_srch_format.h).
 //
-//   condition   [ flags ][ clause ][ 86 or 87 ][ clause ] ... [ 00 ]
-//   clause      [ item type ][ item number ][ test ][ 84 or 85 ][ test ] ...
-//                 FF           FF             for all items of the card
-//   test        [ kind ][ operator ][ value type ][ value ]
-//                 15 or 95             these two not behind the operators 94, 9E, 9F
-//   text value  [ u16 length of what follows ][ u16 code ] ... [ 00 00 ]     kind 15
-//               [ u16 length of what follows ][ byte ] ... [ 00 ]            kind 95
-//
-// Behind the byte 00 that ends a condition its owner keeps kSearchSlack more of them. The walks carry no
+// Behind the byte 00 that ends a condition its owner keeps kConditionSlack more of them. The walks carry no
 // length: what comes from a file or from an application is held against bxd::IsSearchCondition once, before
 // it is walked.
 #pragma once
 
-#include "match/bxd_sort_key.h"
+#include "match/bxd_srch_format.h"
 
-constexpr u32 kSearchBudget = 4096;  // bytes of a condition, flags and end included
-constexpr u32 kSearchSlack = 16;     // bytes 0 behind its end
-
-// Flags, the first byte.
-constexpr u8 kSearchNeighbour = 0x01;  // there is a test against the neighbouring card
-constexpr u8 kSearchJoined = 0x02;     // there is a connector
-constexpr u8 kSearchAllItems = 0x04;   // there is a clause on all items: the item table is needed
-
-constexpr u8 kSearchEnd = 0x00;
-constexpr u8 kSearchAll = 0xFF;     // item type and number of a clause on all items
-constexpr u8 kSearchEscape = 0xFE;  // ahead of an operator or connector in the application's form
-
-constexpr u8 kTestAnd = 0x84;
-constexpr u8 kTestOr = 0x85;
-constexpr u8 kClauseAnd = 0x86;
-constexpr u8 kClauseOr = 0x87;
-
-constexpr u8 kKindLanguage = 0x15;
-constexpr u8 kKindBinary = 0x95;  // and the byte behind an escape that asks for it
-
-constexpr u8 kOpBitsEqual = 0x88;
-constexpr u8 kOpBitsDiffer = 0x89;
-constexpr u8 kOpEqual = 0x90;
-constexpr u8 kOpBegins = 0x91;
-constexpr u8 kOpContains = 0x92;
-constexpr u8 kOpNeighbour = 0x94;  // no value
-constexpr u8 kOpSortKeys = 0x96;   // in the application's form only
-constexpr u8 kOpUpToBegins = 0x97;
-constexpr u8 kOpAtLeast = 0x98;
-constexpr u8 kOpAbove = 0x99;
-constexpr u8 kOpAtMost = 0x9A;
-constexpr u8 kOpBelow = 0x9B;
-constexpr u8 kOpNotBlank = 0x9E;  // no value
-constexpr u8 kOpBlank = 0x9F;     // no value
-
-constexpr u8 kItemBytes = 12;       // byte array, for searches only
-constexpr u8 kItemHidden = 2;       // what a hidden item reads as in a clause on all items
-constexpr u32 kTextLengthSize = 2;  // the length ahead of a text value
+constexpr u8 kItemHidden = 2;  // what a hidden item reads as in a clause on all items
 
 extern "C" {
 
@@ -76,13 +31,8 @@ u32 CompCardData(u8 boxId, u32 addrA, u32 addrB, u16 len);
 
 namespace bxd {
 
-constexpr bool IsTestConnector(u8 byte) { return byte == kTestAnd || byte == kTestOr; }
-constexpr bool IsClauseConnector(u8 byte) { return byte == kClauseAnd || byte == kClauseOr; }
-// Operators that stand without type and value.
-constexpr bool IsValueless(u8 op) { return op == kOpNeighbour || op == kOpNotBlank || op == kOpBlank; }
-
-// Bytes of a value of this type that does not tell its own length; 0 for texts and for types without values.
-u32 SearchValueSize(u8 type);
+constexpr bool IsTestConnector(u8 byte) { return byte == BXD_OP_AND || byte == BXD_OP_OR; }
+constexpr bool IsClauseConnector(u8 byte) { return byte == BXD_OP_CLAUSE_AND || byte == BXD_OP_CLAUSE_OR; }
 
 // Whether the `size` bytes at `cond`, which stand behind the flags, are clauses with their end 00 and can be
 // walked safely: every value lies in them and every text is terminated.

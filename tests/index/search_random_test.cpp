@@ -7,9 +7,8 @@
 
 #include "box/bxd_card_read.h"
 #include "match/bxd_srch_card.h"
+#include "match/bxd_srch_cond.h"
 #include "tests/support/search_case.h"
-
-extern "C" u32 SearchConvCondition(const u8* in, u8* out, const u8* itemTable, u32 budget, u8* flags);
 
 namespace {
 
@@ -74,11 +73,11 @@ protected:
 
     void look(const Bytes& clauses, OpenBox& box, const Asked& asked)
     {
-        u8 compiled[kSearchBudget + kSearchSlack] = {};
+        u8 compiled[kConditionCodeMax + kConditionSlack] = {};
         u8 flags = 0;
         const Bytes text = Whole(clauses) + Bytes(16, 0);
         const u8* items = box.record()->itemTable;
-        ASSERT_NE(SearchConvCondition(text.data(), compiled, items, kSearchBudget, &flags), 0u);
+        ASSERT_NE(SearchConvCondition(text.data(), compiled, items, kConditionCodeMax, &flags), 0u);
         matching_.clear();
         CardSlotCursor cursor = {};
         cursor.valid = kCursorNew;
