@@ -6,7 +6,7 @@
 #include <bxd/bxd.h>
 
 #include <algorithm>
-#include <memory>
+#include <utility>
 #include <vector>
 
 #include "tools/bxd/box_file.h"

@@ -45,7 +45,7 @@ std::string FileOf(const std::string& boxName)
 // The dot keeps the library from taking both for files of one directory, whatever that is called.
 std::string UnmistakableName(const std::string& box)
 {
-    const std::string name = "/." + CanonicalPath(box);
+    std::string name = "/." + CanonicalPath(box);
     CheckName(name);
     return name;
 }
