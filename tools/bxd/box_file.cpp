@@ -17,7 +17,6 @@ namespace tool {
 namespace {
 
 constexpr std::array<const char*, 4> kBuiltInTags = {"ATTR", "cTTM", "mDTM", "sYID"};
-constexpr std::size_t kTagSize = 4;
 constexpr std::size_t kMaxOwnItems = 251;
 constexpr u8 kAttrDeleted = 0x40;  // the card is deleted, and kept for a synchronisation
 
@@ -57,13 +56,6 @@ CardDescriptor KeyOf(u16 id, std::string_view tag)
 }
 
 const u8* Bytes(std::string_view text) { return reinterpret_cast<const u8*>(text.data()); }
-
-u32 MaskedTag(std::string_view tag)
-{
-    u32 value = 0;
-    for (const char c : tag) { value = value << 8 | static_cast<u8>(c); }
-    return value & 0xDFFFFFFF;
-}
 
 bool IsTag(std::string_view tag)
 {
@@ -114,11 +106,6 @@ std::optional<Item> ItemBySpelling(BoxHandle box, const std::string& capitals, c
 }
 
 }  // namespace
-
-bool SameTag(std::string_view a, std::string_view b)
-{
-    return a.size() == kTagSize && b.size() == kTagSize && MaskedTag(a) == MaskedTag(b);
-}
 
 void CheckNewItems(const std::vector<Item>& items)
 {
@@ -239,24 +226,24 @@ void BoxFile::ReadItems()
     }
 }
 
-const Item* BoxFile::FindItem(std::string_view tagOrName) const
-{
-    for (const Item& item : items_) {
-        if (SameTag(item.tag, tagOrName)) { return &item; }
-    }
-    for (const Item& item : items_) {
-        if (!item.name.empty() && item.name == tagOrName) { return &item; }
-    }
-    return nullptr;
-}
+const Item* BoxFile::FindItem(std::string_view tagOrName) const { return tool::FindItem(items_, tagOrName); }
 
-bool BoxFile::HasCard(u16 id) const
+std::optional<u8> BoxFile::AttributeOf(u16 id) const
 {
     const CardDescriptor key = KeyOf(id, "ATTR");
     u8 attribute = 0;
     u32 length = 1;
-    return IsOk(_CardRead(box_, &key, &attribute, &length)) && (attribute & kAttrDeleted) == 0;
+    if (!IsOk(_CardRead(box_, &key, &attribute, &length))) { return std::nullopt; }
+    return attribute;
 }
+
+bool BoxFile::HasCard(u16 id) const
+{
+    const std::optional<u8> attribute = AttributeOf(id);
+    return attribute && (*attribute & kAttrDeleted) == 0;
+}
+
+bool BoxFile::HoldsCard(u16 id) const { return AttributeOf(id).has_value(); }
 
 std::string BoxFile::Read(u16 id, const Item& item) const
 {

@@ -12,15 +12,9 @@
 #include <string_view>
 #include <vector>
 
-namespace tool {
+#include "tools/bxd/item.h"
 
-struct Item {
-    u8 type = 0;
-    u8 subType = 0;
-    std::string tag;   // four characters
-    std::string name;  // display text, may be empty
-    bool builtIn = false;
-};
+namespace tool {
 
 // The value of one item, for a new card.
 struct ItemValue {
@@ -43,9 +37,6 @@ struct BoxFigures {
     std::vector<ListedIndex> indexes;
 };
 
-// Whether two tags name the same item: the case of the first letter does not count.
-bool SameTag(std::string_view a, std::string_view b);
-
 // Checks items for a new box before anything is written: tags, lengths of names, doubles, count.
 void CheckNewItems(const std::vector<Item>& items);
 
@@ -67,12 +58,15 @@ public:
 
     const std::string& Name() const { return name_; }
     const std::vector<Item>& Items() const { return items_; }
-    // The item with this tag, or else with this name; null for neither.
+    BoxHandle Handle() const { return box_; }
+    // See item.h.
     const Item* FindItem(std::string_view tagOrName) const;
 
     // Whether there is a card of this id that counts; a deleted one that is kept for a synchronisation
     // does not.
     bool HasCard(u16 id) const;
+    // The same, and deleted ones too.
+    bool HoldsCard(u16 id) const;
     // The value of an item. Throws for a card that is not there.
     std::string Read(u16 id, const Item& item) const;
     void Write(u16 id, const Item& item, const std::string& bytes);
@@ -87,6 +81,7 @@ public:
 
 private:
     void ReadItems();
+    std::optional<u8> AttributeOf(u16 id) const;
 
     std::string name_;
     BoxHandle box_ = nullptr;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "tools/bxd/box_file.h"
+#include "tools/bxd/card_writer.h"
 #include "tools/bxd/failure.h"
 #include "tools/bxd/output.h"
 #include "tools/bxd/sort.h"
@@ -59,35 +60,6 @@ std::vector<Item> ParseItems(const std::vector<std::string>& texts)
     return items;
 }
 
-Json JsonOfValue(const Item& item, const std::string& bytes)
-{
-    const bool isText = item.type == kText || item.type == kSjis || item.type == kSjis2;
-    if (bytes.empty() && !isText) { return nullptr; }
-    if (const std::optional<u32> number = NumberOfBytes(item.type, bytes)) { return *number; }
-    if (item.type == kCategories) {
-        Json numbers = Json::array();
-        for (const char c : bytes) { numbers.push_back(static_cast<u8>(c)); }
-        return numbers;
-    }
-    return TextOfBytes(item.type, bytes);
-}
-
-Json JsonOfCard(const BoxFile& box, u16 id, const std::vector<const Item*>& items)
-{
-    Json values = Json::object();
-    for (const Item* item : items) { values[item->tag] = JsonOfValue(*item, box.Read(id, *item)); }
-    return {{"id", id}, {"items", values}};
-}
-
-std::vector<const Item*> ChosenItems(const BoxFile& box, bool all)
-{
-    std::vector<const Item*> chosen;
-    for (const Item& item : box.Items()) {
-        if (all || !item.builtIn) { chosen.push_back(&item); }
-    }
-    return chosen;
-}
-
 u16 CountCards(const std::string& box) { return ReadFigures(box).cards; }
 
 // Calls visit(id) for the cards from `from` on, `limit` of them at most. Gives how many cards that the box
@@ -133,32 +105,6 @@ u32 WalkListed(const BoxFile& box, const ListOptions& options, Visit visit)
 {
     return options.index.empty() ? WalkCards(box, options.from, options.limit, visit)
                                  : WalkIndex(box, options, visit);
-}
-
-void ListAsTable(const BoxFile& box, const ListOptions& options, u32* missing)
-{
-    const std::vector<const Item*> items = ChosenItems(box, options.all);
-    std::vector<std::string> headings = {"ID"};
-    for (const Item* item : items) { headings.push_back(item->tag); }
-    Table table(headings);
-    *missing = WalkListed(box, options, [&](u16 id) {
-        std::vector<std::string> cells = {std::to_string(id)};
-        for (const Item* item : items) { cells.push_back(TextOfBytes(item->type, box.Read(id, *item))); }
-        table.AddRow(cells);
-    });
-    Print(table.Text(options.width.value_or(TerminalWidth())));
-}
-
-void ListAsJson(const BoxFile& box, const ListOptions& options, u32* missing)
-{
-    const std::vector<const Item*> items = ChosenItems(box, options.all);
-    const char* separator = "\n";
-    Print("[");
-    *missing = WalkListed(box, options, [&](u16 id) {
-        Print(separator + Dump(JsonOfCard(box, id, items), -1));
-        separator = ",\n";
-    });
-    Print("\n]\n");
 }
 
 void RequireCard(const BoxFile& box, u16 id)
@@ -222,12 +168,10 @@ void RunItems(const ItemsOptions& options)
 void RunList(const ListOptions& options)
 {
     BoxFile box(options.box, BoxFile::kReadOnly);
-    u32 missing = 0;
-    if (options.json) {
-        ListAsJson(box, options, &missing);
-    } else {
-        ListAsTable(box, options, &missing);
-    }
+    const CardFormat format = options.json ? CardFormat::kJson : CardFormat::kTable;
+    CardWriter writer(box, {format, options.all, options.width});
+    const u32 missing = WalkListed(box, options, [&](u16 id) { writer.Add(id); });
+    writer.End();
     box.Close();
     if (missing > 0 && !options.index.empty()) {
         throw Failure(options.index + ": " + std::to_string(missing) + " of its cards are not in the box");

@@ -254,6 +254,15 @@ std::string RequireBoxOf(const std::string& index)
     return box;
 }
 
+std::string RequireIndexOf(const std::string& index, const std::string& box)
+{
+    std::string named = RequireBoxOf(index);
+    if (CanonicalPath(named) != CanonicalPath(box)) {
+        throw Failure(index + ": it is an index of another box");
+    }
+    return named;
+}
+
 void RunIndexCreate(const IndexCreateOptions& options)
 {
     const std::optional<UpdateMode> mode = ModeByWord(options.mode);

@@ -37,5 +37,7 @@ void RunIndexRemove(const IndexRemoveOptions& options);
 
 // The name by which the tool finds the box of an index. Throws for what is no index or names no box.
 std::string RequireBoxOf(const std::string& index);
+// The same. Throws for an index of another box, too.
+std::string RequireIndexOf(const std::string& index, const std::string& box);
 
 }  // namespace tool

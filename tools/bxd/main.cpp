@@ -8,6 +8,7 @@
 #include "tools/bxd/collect.h"
 #include "tools/bxd/commands.h"
 #include "tools/bxd/failure.h"
+#include "tools/bxd/find.h"
 #include "tools/bxd/import.h"
 #include "tools/bxd/indexes.h"
 #include "tools/bxd/map.h"
@@ -18,6 +19,7 @@ namespace {
 
 using tool::CollectOptions;
 using tool::CreateOptions;
+using tool::FindOptions;
 using tool::ImportOptions;
 using tool::IndexCreateOptions;
 using tool::IndexInfoOptions;
@@ -57,6 +59,7 @@ Examples:
   bxd index create words.idx --box words.box
   bxd sort words.idx --by READ
   bxd list words.box --index words.idx
+  bxd find words.box 'reading begins "か" and meaning contains "river"'
   bxd sync status words.box
 
 "bxd COMMAND --help" tells more about a command.
@@ -154,6 +157,58 @@ void AddList(CLI::App* app, ListOptions* options)
     command->footer("\nExamples:\n  bxd list words.box --limit 20\n  bxd list words.box --from 501 --json\n"
                     "  bxd list words.box --index words.idx --limit 20");
     command->callback([options] { RunList(*options); });
+}
+
+constexpr const char* kFindHelp = R"(
+A query is one test, or several with "and" and "or" between them:
+
+  ITEM is, begins, contains, at least, above, at most, below VALUE
+  ITEM blank, ITEM not blank      the text is empty or has blanks alone; it has more than those
+
+ITEM is the tag or the name of an item, in quotes where it has blanks, or any for all items (but those whose
+tags begin with a small letter): one of them has to pass. VALUE is a text in quotes for a text, "..." or '...';
+in it \" \' \\ \n \t stand for the characters that one expects. Other items take values as "bxd set" does, with
+or without quotes: 42, 2024-05-17, "2024-05-17 08:30". Texts know all operators, categories and flags is and
+contains, categories at least and at most too, numbers and times all but begins, contains and blank.
+
+A part of a date that is not given is equal to every one: BORN is *-12-25. An item without a value passes no
+test of a number, and stands before every date.
+
+Texts are compared letter by letter, whatever their case, width, kana and voicing: "か" is カ, ｶ, が and ガ.
+Behind ITEM exactly they are compared as they stand: reading exactly is "カ". For dates, exactly takes * for a
+value of its own.
+
+Tests are asked from left to right, and the first one that settles the answer ends it: one that fails before
+"and", one that holds before "or". So A and B or C is A and (B or C), A or B and C is A or (B and C).
+
+With --index only its cards are looked at, in its order; where it is sorted by the item of the first test, the
+search jumps to the first candidate and ends behind the last. Without it all cards are looked at, by their ids.
+The files are only read.
+
+Exit codes: 0 done, also where no card is found; 1 it failed; 2 the query or the options make no sense.
+
+Examples:
+  bxd find words.box 'reading begins "あい" and meaning contains "love"'
+  bxd find words.box 'any contains "river"' --limit 10 --format csv
+  bxd find people.box 'born at least 1970-01-01 and born below 1980-01-01 and size above 3' --index people.idx)";
+
+void AddFind(CLI::App* app, FindOptions* options)
+{
+    CLI::App* command = app->add_subcommand("find", "find the cards that a query selects");
+    command->add_option("BOX", options->box, kBoxHelp)->required();
+    command->add_option("QUERY", options->query, "what to find; see below")->required();
+    command->add_option("--index", options->index, "search the cards of this index, in its order");
+    command->add_option("--limit", options->limit, "at most so many cards")
+        ->check(CLI::Range(1, static_cast<int>(CARD_ID_NORMAL_MAX)));
+    CLI::Option* format = command->add_option("--format", options->format, "table, csv or json")
+                              ->check(CLI::IsMember({"table", "csv", "json"}))
+                              ->capture_default_str();
+    command->add_option("--width", options->width,
+                        "columns of a line; 0 cuts nothing off; the terminal's otherwise");
+    command->add_flag("--all", options->all, "show ATTR, cTTM, mDTM and sYID too");
+    command->add_flag("--json", options->json, "the same as --format json")->excludes(format);
+    command->footer(kFindHelp);
+    command->callback([options] { RunFind(*options); });
 }
 
 void AddShow(CLI::App* app, ShowOptions* options)
@@ -423,6 +478,7 @@ int Run(int argc, char** argv)
     RemoveOptions remove;
     InfoOptions info;
     MapOptions map;
+    FindOptions find;
     CollectOptions collect;
     IndexOptions index;
     SortOptions sort;
@@ -437,6 +493,7 @@ int Run(int argc, char** argv)
     AddItems(&app, &items);
     AddImport(&app, &import);
     AddList(&app, &list);
+    AddFind(&app, &find);
     AddShow(&app, &show);
     AddSet(&app, &set);
     AddRemove(&app, &remove);

@@ -4,7 +4,6 @@
 #include <bxd/bxd.h>
 
 #include "tools/bxd/box_file.h"
-#include "tools/bxd/box_name.h"
 #include "tools/bxd/failure.h"
 #include "tools/bxd/file_lock.h"
 #include "tools/bxd/index_file.h"
@@ -83,9 +82,7 @@ void RunSort(const SortOptions& options)
 
 std::vector<u16> CardsInOrder(const std::string& index, const std::string& box)
 {
-    if (CanonicalPath(RequireBoxOf(index)) != CanonicalPath(box)) {
-        throw Failure(index + ": it is an index of another box");
-    }
+    (void)RequireIndexOf(index, box);
     std::vector<u16> ids;
     u16 number = 0;
     u32 status = BXD_OK;

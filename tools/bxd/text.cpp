@@ -5,6 +5,7 @@
 
 #include <wchar.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <clocale>
@@ -102,14 +103,23 @@ std::optional<std::string> Converter::Convert(std::string_view text)
     return result;
 }
 
-bool IsUtf8(std::string_view text)
+bool IsUtf8(std::string_view text) { return Utf8Prefix(text) == text.size(); }
+
+std::size_t Utf8Prefix(std::string_view text)
 {
-    while (!text.empty()) {
-        const Decoded character = Decode(text);
-        if (character.code == kBad) { return false; }
-        text.remove_prefix(character.size);
+    std::size_t good = 0;
+    while (good < text.size()) {
+        const Decoded character = Decode(text.substr(good));
+        if (character.code == kBad) { break; }
+        good += character.size;
     }
-    return true;
+    return good;
+}
+
+std::size_t CountCharacters(std::string_view text)
+{
+    const auto begins = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), begins));
 }
 
 std::string Printable(std::string_view text)

@@ -28,6 +28,10 @@ private:
 };
 
 bool IsUtf8(std::string_view text);
+// How many bytes at the start of a text are UTF-8.
+std::size_t Utf8Prefix(std::string_view text);
+// Characters of a text that is UTF-8.
+std::size_t CountCharacters(std::string_view text);
 
 // Fit for one line of a terminal: controls become \n, \t or \xNN, bytes that are no UTF-8 become U+FFFD.
 std::string Printable(std::string_view text);
