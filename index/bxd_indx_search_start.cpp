@@ -22,7 +22,6 @@ constexpr u32 kValueBehindOperator = kTestValue - kTestOperator;
 constexpr u8 kItemHalf2 = 10;  // two bytes too; the compilers take no such value
 
 // The first key of a sort condition in the application's form.
-constexpr u32 kKeyTag = 4;
 constexpr u32 kKeyEscape = 4;
 constexpr u32 kKeyCode = 5;
 constexpr u32 kKeySize = 6;
