@@ -160,12 +160,14 @@ u32 KillReplaced(const BoxRecord* box, const CardCopyState* copy)
     return copy->isUpdate != 0 ? DeleteCardData(box->fid, copy->isUpdate) : static_cast<u32>(BXD_OK);
 }
 
-// The counters, and the indexes of the box.
+// The counters, and the indexes of the box. The card is in the chain by now: the highest id counts it, also
+// where an index could not follow.
 u32 FinishNormal(BoxRecord* box, CardCopyState* copy)
 {
     if (copy->cardId >= TMP_SYSTEM_CARD_ID) { return BXD_OK; }
     u32 status = UpdateIndexFile(box, copy);
-    return status == BXD_OK ? UpdateMaxCardID(box->fid, copy->cardId) : status;
+    u32 counted = UpdateMaxCardID(box->fid, copy->cardId);
+    return status != BXD_OK ? status : counted;
 }
 
 // The source has become the system card of the target's id where it stands. Where it stood in a slot
@@ -512,7 +514,11 @@ u32 _CardCopy(BoxHandle box, u16 sourceId, u16* targetId)
     if (!lease) { return lease.status(); }
     CardCopyState copy = {};
     u32 status = GetCardCopyWork(lease.record(), sourceId, *targetId, &copy);
-    if (status != BXD_OK) { return status; }
+    if (status != BXD_OK) {
+        // The search may have chosen an id by then, and stepped over it.
+        if (*targetId == 0 && copy.cardId != 0) { (void)WriteUnUsedCardID(lease->fid, copy.cardId); }
+        return status;
+    }
     *targetId = copy.cardId;
 
     if (copy.cardId == TMP_SYSTEM_CARD_ID) { return CardCopyToRam(box, &copy); }

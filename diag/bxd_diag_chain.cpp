@@ -111,6 +111,7 @@ u32 CutTail(BoxDiagRun* run, u32 pos)
     u32 status = BxdFileCut(run->file.fid, end);
     if (!run->repair) { return bxd::ReportFault(run->file, DiagFault::kBoxTail); }
     if (status != BXD_OK) { return bxd::ReportFault(run->file, DiagFault::kBoxTail, status); }
+    run->limit -= run->size - end;  // what a slot may lead to ends earlier, too
     run->size = end;
     return BXD_OK;
 }

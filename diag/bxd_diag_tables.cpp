@@ -106,7 +106,7 @@ u32 WalkAppendTables(const BoxDiagRun* run, u32 first, SlotCounts* counts)
         }
         u32 status = CheckSlots(run, body, kAppendIds, DiagFault::kAppendSlot, counts);
         if (status != BXD_OK) { return status; }
-        pos = GET_4BYTES(body + kAppendChainAt - kAppendSlotsAt);
+        pos = GET_4BYTES(body + (kAppendChainAt - kAppendSlotsAt));
     }
     return BXD_OK;
 }

@@ -36,4 +36,5 @@ need_packages() {
 
 build_packages="g++ cmake ninja-build libcli11-dev nlohmann-json3-dev libcsv-dev"
 test_packages="$build_packages libgtest-dev libgmock-dev pkg-config"
+fuzz_packages="clang cmake ninja-build"
 check_packages="$test_packages clang clang-format clang-tidy g++-multilib libbenchmark-dev libsqlite3-dev"

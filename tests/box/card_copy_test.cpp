@@ -313,4 +313,17 @@ TEST_F(CardCopy, ACardInTheFileIsReusedOverAKilledSlotByWritingTheTable)
     EXPECT_TRUE(Same(want, file()));
 }
 
+TEST_F(CardCopy, AnIdThatWasChosenForNothingGoesBack)
+{
+    // Without the item ATTR there is nothing to tell the indexes, and the copy ends before it writes.
+    std::vector<boxtest::Item> items = boxtest::NumberedItems(6);
+    items[0].tag = "BTTR";
+    start(boxtest::BoxBuilder(items).build());
+    edit({});
+    const BoxBytes before = file();
+    EXPECT_NE(BXD_OK, copy(kEdit, 0));
+    EXPECT_TRUE(Same(before, file()));
+    EXPECT_EQ(1u, file().hint());
+}
+
 }  // namespace

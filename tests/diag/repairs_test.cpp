@@ -238,4 +238,17 @@ TEST_F(DiagRepairs, BytesBehindTheTableOfAnIndexAreCut)
                        {134, 3, "インデックスファイルのエンドマークがFFFFでない\n"}, kDiagIndex);
 }
 
+// --- the tail and the slots -------------------------------------------------------------------------------
+
+TEST_F(DiagRepairs, ASlotThatLedIntoTheTailIsReportedWithTheCut)
+{
+    // No card stands there, so the tail goes; what is left of the slot is a fault at once.
+    for (const u32 word : {0u, 1u, 10u}) {
+        Bytes file = box_ + Bytes(40, 0xEE);
+        Put32(file, DefaultWordAt(word), static_cast<u32>(box_.size()) + 9);
+        const Bytes left = Slice(file, 0, box_.size());
+        expectFaultLeaving(file, left, 255, {130, 255, "システムカードのオフセットが正しくない\n"});
+    }
+}
+
 }  // namespace

@@ -222,4 +222,14 @@ TEST_F(IndexUpkeep, ATableThatIsDamagedOrEmpty)
     EXPECT_EQ(BoxView(get()).field(hd::cardCount), 4u);
 }
 
+TEST_F(IndexUpkeep, ANewCardThatNoIndexCouldTakeLeavesASoundBox)
+{
+    putBoth({"TEST.IDX", 1, 27, 0});
+    put({}, kIndex);
+    EXPECT_EQ(copyTo(0), 71u);
+    EXPECT_TRUE(IsSound(get()));
+    EXPECT_EQ(GetField(get(), hd::maxCardID), 4u);
+    EXPECT_EQ(GetField(get(), hd::cardCount), 4u);
+}
+
 }  // namespace

@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string_view>
 
+#include "tools/bxd/check.h"
 #include "tools/bxd/collect.h"
 #include "tools/bxd/commands.h"
 #include "tools/bxd/failure.h"
@@ -17,6 +19,7 @@
 
 namespace {
 
+using tool::CheckOptions;
 using tool::CollectOptions;
 using tool::CreateOptions;
 using tool::FindOptions;
@@ -56,6 +59,7 @@ Examples:
   bxd info words.box --json
   bxd map words.box -o words.svg
   bxd gc words.box
+  bxd check words.box --indexes
   bxd index create words.idx --box words.box
   bxd sort words.idx --by READ
   bxd list words.box --index words.idx
@@ -64,7 +68,8 @@ Examples:
 
 "bxd COMMAND --help" tells more about a command.
 
-Exit codes: 0 done, 1 it failed (the reason is on standard error), 2 the command line makes no sense.)";
+Exit codes: 0 done, 1 it failed (the reason is on standard error), 2 the command line makes no sense.
+"bxd check" has its own.)";
 
 constexpr const char* kTypesHelp = R"(
 An item is written TAG:TYPE or TAG:TYPE:NAME. TAG is four characters of 0-9, A-Z, a-z. TYPE is one of
@@ -305,6 +310,39 @@ Examples:
     command->callback([options] { RunCollect(*options); });
 }
 
+// `code` becomes the exit code of the command.
+void AddCheck(CLI::App* app, CheckOptions* options, int* code)
+{
+    CLI::App* command = app->add_subcommand("check", "check boxes and index files, and mend what can be");
+    command->add_option("FILE", options->files, kFileHelp)->required();
+    command->add_option("--level", options->level, "how deep a box is looked at: header, tables or cards")
+        ->check(CLI::IsMember({"header", "tables", "cards"}))
+        ->capture_default_str();
+    command->add_flag("--indexes", options->indexes, "check the indexes that a box lists, too");
+    command->add_flag("--json", options->json, "print the reports as JSON");
+    command->footer(R"(
+  header  header, items, end mark and the list of indexes
+  tables  and the positions of all cards
+  cards   and every card, and whether chain, tables and header agree
+
+An index file is looked at in one way. The check stops at the first fault of a file. It mends an end mark that
+is not there, cuts bytes off behind the last card or entry, and takes indexes that cannot be opened out of the
+list of their box. Everything else stays as it is.
+
+A damaged file is entered in the registry of bad files: for the rest of the process no call opens it, and a
+check that is no deeper does not look at it again. A check that passes takes it out. The registry of bxd itself
+ends with the command.
+
+Exit codes: 0 sound, 1 mended, 2 damaged, 3 a file could not be checked, or the command line makes no sense; of
+several files the worst.
+
+Examples:
+  bxd check words.box
+  bxd check F0:ADDRESS.BOX --level tables --indexes
+  bxd check words.idx --json)");
+    command->callback([options, code] { *code = RunCheck(*options); });
+}
+
 struct IndexOptions {
     IndexCreateOptions create;
     IndexListOptions list;
@@ -480,6 +518,7 @@ int Run(int argc, char** argv)
     MapOptions map;
     FindOptions find;
     CollectOptions collect;
+    CheckOptions check;
     IndexOptions index;
     SortOptions sort;
     SyncOptions sync;
@@ -500,6 +539,8 @@ int Run(int argc, char** argv)
     AddInfo(&app, &info);
     AddMap(&app, &map);
     AddCollect(&app, &collect);
+    int code = tool::kExitOk;
+    AddCheck(&app, &check, &code);
     AddIndex(&app, &index);
     AddSort(&app, &sort);
     AddSync(&app, &sync);
@@ -508,14 +549,17 @@ int Run(int argc, char** argv)
         _BxdnInit();
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? tool::kExitOk : tool::kExitUsage;
+        const bool ofCheck = argc > 1 && std::string_view(argv[1]) == "check";
+        const int usage =
+            ofCheck ? static_cast<int>(tool::kCheckImpossible) : static_cast<int>(tool::kExitUsage);
+        return app.exit(error) == 0 ? static_cast<int>(tool::kExitOk) : usage;
     } catch (const tool::UsageFailure& failure) {
         return Complain(failure, tool::kExitUsage);
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         throw tool::Failure("the output cannot be written");
     }
-    return tool::kExitOk;
+    return code;
 }
 
 }  // namespace
