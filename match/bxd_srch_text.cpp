@@ -306,7 +306,8 @@ u32 SearchBinCmpString(const u8* text, const u8* value, u16 len)
 {
     // In bytes "up to and beginning with" does not take what begins with the text: it is "at most".
     u8 op = OperatorOf(value);
-    u32 answer = Answer(kBinary, op == BXD_OP_UP_TO ? BXD_OP_AT_MOST : op, text, value, len);
+    if (op == BXD_OP_UP_TO) { op = BXD_OP_AT_MOST; }
+    u32 answer = Answer(kBinary, op, text, value, len);
     return answer != kNoOperator ? answer : 0;
 }
 
