@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the fuzzing targets share: a scratch HOME with the files of one run, a sound box to set beside bytes of
-// unknown origin, and the calls that every program makes.
+// What the fuzzing targets share: a scratch HOME with the files of one run, a sound box to set beside bytes
+// of unknown origin, and the calls that every program makes.
 //
 // A target must come through any bytes: what counts is that nothing is read or written that is not the
 // library's, that every call ends, and what the target itself demands (Demand).

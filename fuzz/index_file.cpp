@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The bytes are an index, which a sound box knows of: it is checked, walked, searched, sorted and changed, and
-// cards of the box are.
+// The bytes are an index, which a sound box knows of: it is checked, walked, searched, sorted and changed,
+// and cards of the box are.
 #include "fuzz/fuzz_case.h"
 
 namespace {

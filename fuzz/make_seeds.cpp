@@ -197,7 +197,8 @@ void WriteSearchConditions(Seeds* out)
 void WriteSortConditions(Seeds* out)
 {
     out->target("sort_condition");
-    for (const std::uint8_t code : {0x80, 0x81, 0x82, 0x83, 0x84, 0x90}) {
+    constexpr std::uint8_t kCodes[] = {0x80, 0x81, 0x82, 0x83, 0x84, 0x90};
+    for (const std::uint8_t code : kCodes) {
         const std::string name = "reading_" + std::to_string(code);
         out->write(name, Bytes{'R', 'E', 'A', 'D', 0xFE, code, 0});
         out->write("compiled_" + name, {17, 6, code});

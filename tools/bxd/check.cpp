@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The library's check tells a status, and enters a damaged file in its registry, which keeps the message. What
-// it mends it does not tell: the command looks at the file before and after.
+// The library's check tells a status, and enters a damaged file in its registry, which keeps the message.
+// What it mends it does not tell: the command looks at the file before and after.
 //
 //   before   names in the list of indexes, size, sum of the bytes, last two bytes
 //   check    its messages go nowhere; the registry has the one that counts

@@ -330,11 +330,11 @@ is not there, cuts bytes off behind the last card or entry, and takes indexes th
 list of their box. Everything else stays as it is.
 
 A damaged file is entered in the registry of bad files: for the rest of the process no call opens it, and a
-check that is no deeper does not look at it again. A check that passes takes it out. The registry of bxd itself
-ends with the command.
+check that is no deeper does not look at it again. A check that passes takes it out. The registry of bxd
+itself ends with the command.
 
-Exit codes: 0 sound, 1 mended, 2 damaged, 3 a file could not be checked, or the command line makes no sense; of
-several files the worst.
+Exit codes: 0 sound, 1 mended, 2 damaged, 3 a file could not be checked, or the command line makes no sense;
+of several files the worst.
 
 Examples:
   bxd check words.box
@@ -459,12 +459,12 @@ void AddSyncClear(CLI::App* sync, SyncClearOptions* options)
     command->add_flag("--force", options->force, "also where cards would go that are not deleted");
     command->add_flag("--json", options->json, kJsonHelp);
     command->footer(R"(
-The cards that a sync index of the box (bit 0x02 of its type) has as discharged go for good, and then the index
-itself. Their bytes stay in the file as dead cards until the box is collected. This is done also where no
+The cards that a sync index of the box (bit 0x02 of its type) has as discharged go for good, and then the
+index itself. Their bytes stay in the file as dead cards until the box is collected. This is done also where no
 synchronisation runs, as after a clear that was broken off.
 
-An entry without the mark "present" is discharged. Those of an index that was filled by "bxd sort" have no marks:
-where cards would go that are not deleted nothing is done, but for --force.
+An entry without the mark "present" is discharged. Those of an index that was filled by "bxd sort" have no
+marks: where cards would go that are not deleted nothing is done, but for --force.
 
 Examples:
   bxd sync clear words.box)");
