@@ -460,8 +460,8 @@ void AddSyncClear(CLI::App* sync, SyncClearOptions* options)
     command->add_flag("--json", options->json, kJsonHelp);
     command->footer(R"(
 The cards that a sync index of the box (bit 0x02 of its type) has as discharged go for good, and then the
-index itself. Their bytes stay in the file as dead cards until the box is collected. This is done also where no
-synchronisation runs, as after a clear that was broken off.
+index itself. Their bytes stay in the file as dead cards until the box is collected. This is done also where
+no synchronisation runs, as after a clear that was broken off.
 
 An entry without the mark "present" is discharged. Those of an index that was filled by "bxd sort" have no
 marks: where cards would go that are not deleted nothing is done, but for --force.
