@@ -21,6 +21,7 @@
 extern "C" {
 
 // 66 for an id of 0, and where there is no such card, also where its slot leads to none; 68 when even the low
-// reserve is used up; 71 for damage. `physical` other than 0 ends a stored card whatever synchronisation runs.
+// reserve is used up; 71 for damage. `physical` other than 0 ends a stored card whatever synchronisation
+// runs.
 u32 CardDeleteSub(BoxRecord* box, u16 cardId, u32 physical);
 }

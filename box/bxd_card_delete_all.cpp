@@ -152,8 +152,8 @@ private:
         return status;
     }
 
-    // The entries of a card that an earlier deletion did not come to the end of. Its attribute may be gone, and
-    // its id is free now.
+    // The entries of a card that an earlier deletion did not come to the end of. Its attribute may be gone,
+    // and its id is free now.
     u32 removeLost()
     {
         u32 status = BXD_OK;

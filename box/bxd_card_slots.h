@@ -52,9 +52,10 @@ constexpr bool OffsetCardHolds(u32 offsetCard, u32 offsetCardSize, u32 group)
 // The offset card at place[0] of place[1] bytes lies in the file whole.
 bool OffsetCardFits(u8 fid, const u32* place);
 
-// What a slot that is set leads to. A lost power between the death of a card and its slot's write leaves a slot
-// that leads to the dead one, whose items are still there. Where the card was the last of the file its bytes
-// are gone: the slot leads to the end mark, or behind the file, or to what has been written there since.
+// What a slot that is set leads to. A lost power between the death of a card and its slot's write leaves a
+// slot that leads to the dead one, whose items are still there. Where the card was the last of the file its
+// bytes are gone: the slot leads to the end mark, or behind the file, or to what has been written there
+// since.
 enum class SlotEnd { kCard, kDeadCard, kNoCard };
 [[nodiscard]] u32 FollowSlot(u8 fid, u32 pos, u16 cardId, SlotEnd* end);
 

@@ -18,9 +18,8 @@
 extern "C" {
 
 // Appends an entry with the low byte of `attr` and without flags; the first makes the table, which needs an
-// information area before it. 71 for a table of 65535 entries, and for one that says it has more than the file
-// holds, and without that area. A count that is one ahead, as a
-// lost power leaves it, is put right.
+// information area before it. 71 for a table of 65535 entries, and for one that says it has more than the
+// file holds, and without that area. A count that is one ahead, as a lost power leaves it, is put right.
 u32 AddLastIndex(u8 fid, u16 cardId, u32 attr);
 
 // Clears the flags of the entry at that place if it is hidden. Does nothing at the end mark.
@@ -43,8 +42,8 @@ namespace bxd {
 // FindEntryTable for a change: 71 for a table that begins among the records.
 [[nodiscard]] u32 FindTableToChange(u8 fid, EntryTable* table);
 
-// Takes out the entry at that place of a table of `count` entries: the tail moves down and the file is cut, then
-// the count falls. A failure in between leaves the count one ahead. Other entries keep their flags.
+// Takes out the entry at that place of a table of `count` entries: the tail moves down and the file is cut,
+// then the count falls. A failure in between leaves the count one ahead. Other entries keep their flags.
 [[nodiscard]] u32 TakeEntryOut(u8 fid, u32 entryPos, u16 count);
 // The same, and the entry that moves there becomes visible.
 [[nodiscard]] u32 RemoveEntry(u8 fid, u32 entryPos, u16 count);

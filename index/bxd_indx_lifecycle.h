@@ -17,9 +17,9 @@ extern "C" {
 // leaves 1.
 u32 IndexInfoWriteSub(u8 fid, u16 tag, const u8* data, u16 length);
 
-// After a condition of at least five bytes was written: its compiled form follows, unless the index has no box
-// yet. The search condition is compiled again behind the sort condition, whose keys it may refer to. 69 for
-// one that is malformed; the old compiled form stays then, and is the one in force.
+// After a condition of at least five bytes was written: its compiled form follows, unless the index has no
+// box yet. The search condition is compiled again behind the sort condition, whose keys it may refer to. 69
+// for one that is malformed; the old compiled form stays then, and is the one in force.
 u32 SearchSortExpCheck(u8 indexFid, u16 tag, const u8* data, u16 length);
 
 // After a record was written: where the box keeps a copy of it, its table follows. `data` ends with a

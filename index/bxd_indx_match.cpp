@@ -3,8 +3,6 @@
 
 #include <bxd/index.h>
 
-#include <cstdlib>
-
 #include "box/bxd_card_read.h"
 #include "index/bxd_indx_condition.h"
 #include "match/bxd_srch_card.h"
@@ -22,18 +20,21 @@ namespace bxd {
 bool IndexCondition::load(u8 boxFid, u8 indexFid)
 {
     boxFid_ = boxFid;
-    bytes_.reset(static_cast<u8*>(std::calloc(kConditionCodeMax + kConditionSlack, 1)));
-    if (!bytes_ || ReadSearchCondition(boxFid, indexFid, bytes_.data()) != BXD_OK) { return false; }
-    if (!IsSearchCondition(cond(), kConditionCodeMax - 1)) { return false; }
-    if ((bytes_.data()[0] & kCondAllItems) == 0) { return true; }
+    return ReadSearchCondition(boxFid, indexFid, bytes_) == BXD_OK &&
+           IsSearchCondition(cond(), kConditionCodeMax - 1);
+}
+
+bool IndexCondition::loadItems()
+{
+    if ((bytes_[0] & kCondAllItems) == 0) { return true; }
     u8* table = nullptr;
     u32 size = 0;
-    if (ReadItemTable(boxFid, &table, &size) != BXD_OK) { return false; }
+    if (ReadItemTable(boxFid_, &table, &size) != BXD_OK) { return false; }
     itemTable_.reset(table);
     return true;
 }
 
-bool IndexCondition::needsNeighbour() const { return (bytes_.data()[0] & kCondNeighbour) != 0; }
+bool IndexCondition::needsNeighbour() const { return (bytes_[0] & kCondNeighbour) != 0; }
 
 bool IndexCondition::holds(u32 cardPos, u32 otherPos) const
 {
@@ -54,6 +55,7 @@ i32 MatchSearchCondition(u8 boxFid, u8 indexFid, i32 cardPos)
     bxd::IndexCondition condition;
     if (!condition.load(boxFid, indexFid)) { return 0; }
     if (condition.needsNeighbour()) { return kMatchNeighbours; }
+    if (!condition.loadItems()) { return 0; }
     return condition.holds(static_cast<u32>(cardPos), 0) ? 1 : 0;
 }
 

@@ -13,6 +13,7 @@
 #include <initializer_list>
 
 #include "box/bxd_box_format.h"
+#include "match/bxd_srch_format.h"
 #include "storage/heapwrapper.h"
 
 constexpr i32 kMatchNeighbours = -1;  // only the neighbours can tell
@@ -31,21 +32,23 @@ i32 IsChangeableIndex(i8 mode, u8 boxFid, u8 indexFid, i32 cardPos);
 
 namespace bxd {
 
-// The search condition of an index, with the item table where it asks for all items.
+// The search condition of an index.
 class IndexCondition {
 public:
     // False where it cannot be had.
     [[nodiscard]] bool load(u8 boxFid, u8 indexFid);
+    // The item table, where it asks for all items; to be called before holds().
+    [[nodiscard]] bool loadItems();
 
     bool needsNeighbour() const;
     // Whether the card at cardPos satisfies it, beside the card at `otherPos`, or alone where that is 0.
     bool holds(u32 cardPos, u32 otherPos) const;
 
 private:
-    const u8* cond() const { return bytes_.data() + 1; }
+    const u8* cond() const { return bytes_ + 1; }
 
     u8 boxFid_ = 0;
-    HeapBlock bytes_;
+    u8 bytes_[kConditionCodeMax + kConditionSlack] = {};  // not on the heap: short memory must not mean "no"
     HeapBlock itemTable_;
 };
 
@@ -55,7 +58,7 @@ template <typename Table>
 u32 HiddenByPlacing(u8 indexFid, Table& table, u32 place, u32 count)
 {
     IndexCondition condition;
-    if (!condition.load(table.boxFid(), indexFid)) { return 0; }
+    if (!condition.load(table.boxFid(), indexFid) || !condition.loadItems()) { return 0; }
     u32 card = table.cardPos(place);
     for (u32 hidden : {place, place + 1}) {
         u32 neighbour = hidden == place ? place - 1 : place + 1;

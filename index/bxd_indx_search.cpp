@@ -156,11 +156,12 @@ private:
         return status;
     }
 
-    // A card that fails in such a way ends the scan: the order excludes all that follow.
+    // A card that fails in such a way ends the scan: the order excludes all that follow. Of a card that
+    // cannot be read no test was made, which the operator 0 tells.
     bool stopsAt(const u8* info) const
     {
         u8 op = info[kInfoOperator];
-        return stop_ != kStopNever && info[kInfoItem] == condition_->firstItem() &&
+        return stop_ != kStopNever && op != 0 && info[kInfoItem] == condition_->firstItem() &&
                (stop_ == kStopAtFailure || stop_ == op) && op != BXD_OP_CONTAINS;
     }
 

@@ -12,7 +12,7 @@
 // The jump asks the first test alone, with an operator that is false up to the boundary and true behind it:
 // the condition is cut behind that test for as long, and is whole again afterwards.
 //
-//   [ type ][ item ][ kind ][ operator ][ value type ][ value ][ next .. ]      the condition, behind its flags
+//   [ type ][ item ][ kind ][ operator ][ value type ][ value ][ next .. ]   the condition, behind its flags
 //                              ^ 98 or 9A instead of 90          ^ 00 instead
 #pragma once
 

@@ -34,8 +34,8 @@ void MoveEntry(const IndexSortContext* context, u32 source, u32 target)
     std::memcpy(Entry(context, target), moved, kIxEntrySize);
 }
 
-// Writes sorted entries back. A write that fails may have left some entries twice and others not at all: it is
-// made once more before the sort fails, for the way on the file would keep such a table.
+// Writes sorted entries back. A write that fails may have left some entries twice and others not at all: it
+// is made once more before the sort fails, for the way on the file would keep such a table.
 bool WriteBack(u8 indexFid, u32 pos, const u8* entries, u32 bytes)
 {
     u32 status = BXD_ERR_FAIL;
@@ -45,8 +45,8 @@ bool WriteBack(u8 indexFid, u32 pos, const u8* entries, u32 bytes)
     return status == BXD_OK;
 }
 
-// The table of one sort for the binary insertion. Without the positions of all cards each is looked up when it
-// is asked for.
+// The table of one sort for the binary insertion. Without the positions of all cards each is looked up when
+// it is asked for.
 class MemoryTable {
 public:
     explicit MemoryTable(IndexSortContext* context) : context_(context) { cursor_.valid = kCursorNew; }
@@ -70,8 +70,8 @@ private:
     CardSlotCursor cursor_ = {};
 };
 
-// The table in the file, for one card that is placed by its order alone: entries and cards are looked up as they
-// are asked for, and those that give way are moved in memory and written at once.
+// The table in the file, for one card that is placed by its order alone: entries and cards are looked up as
+// they are asked for, and those that give way are moved in memory and written at once.
 class PlacingTable {
 public:
     PlacingTable(u8 boxFid, u8 indexFid, u32 tablePos)
@@ -304,8 +304,8 @@ bool LoadOffsets(u8 boxFid, u16 maxId, bxd::HeapBlock* linear)
     return true;
 }
 
-// Puts the entries from `first` on in their places. A card of which only the neighbours can tell whether it is
-// visible hides one of them, or is hidden.
+// Puts the entries from `first` on in their places. A card of which only the neighbours can tell whether it
+// is visible hides one of them, or is hidden.
 u32 InsertAll(IndexSortContext* context, u16 count, u32 sortedEnd, u32 first, i32 match)
 {
     MemoryTable table(context);

@@ -11,8 +11,8 @@
 //   up to 8             binary insertion
 //   9 and more          quicksort; insertion sort of its short ranges
 //
-// The file is written once, at the end: a sort that fails here has changed nothing. Of one card that is placed
-// only what has changed is written, from its place on.
+// The file is written once, at the end: a sort that fails here has changed nothing. Of one card that is
+// placed only what has changed is written, from its place on.
 #pragma once
 
 #include "index/bxd_indx_sort_keys.h"

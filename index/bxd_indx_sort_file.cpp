@@ -8,8 +8,8 @@
 
 namespace {
 
-// What tells, in place of a doubly bit, that a card placed on the file has an equal neighbour. It stands in the
-// id of entry 1, as files that were sorted in this way have it.
+// What tells, in place of a doubly bit, that a card placed on the file has an equal neighbour. It stands in
+// the id of entry 1, as files that were sorted in this way have it.
 constexpr u8 kHiddenMark = 1;
 
 // The table of one sort for the binary insertion. Cards are looked up by their ids each time, with one memo.

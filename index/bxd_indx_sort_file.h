@@ -10,8 +10,8 @@
 
 namespace bxd {
 
-// Orders entries of the table at tablePos as FastSort does, and gives the same. A card that hides an entry, or
-// is hidden itself, is not marked in its entry: the first byte of the table's first entry becomes 1.
+// Orders entries of the table at tablePos as FastSort does, and gives the same. A card that hides an entry,
+// or is hidden itself, is not marked in its entry: the first byte of the table's first entry becomes 1.
 u32 SortOnFile(u8 boxFid, u8 indexFid, u16 count, SortKey* keys, u32 tablePos, u16 sortedEnd, u16 first,
                i32 match);
 

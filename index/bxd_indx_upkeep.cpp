@@ -36,8 +36,8 @@ u8 Marked(const bxd::BoxIndexes& indexes, u8 attr)
     return indexes.isDischarge() ? static_cast<u8>(attr | kAttrChanged) : attr;
 }
 
-// The card comes in where it belongs to the index: at the end of the table first, and from there to its place.
-// Where it cannot be placed it stays at the end, so that it can be seen at least.
+// The card comes in where it belongs to the index: at the end of the table first, and from there to its
+// place. Where it cannot be placed it stays at the end, so that it can be seen at least.
 u32 TakeIn(const BoxRecord* box, u8 fid, u8 updateMode, const CardCopyState& copy)
 {
     i32 match = IsAddableIndex(updateMode, box->fid, fid, static_cast<i32>(copy.cardPos));

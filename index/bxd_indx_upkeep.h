@@ -23,7 +23,7 @@ extern "C" {
 u32 NormalCardWriteEnd(const BoxRecord* box, u16 cardId, u8 attrChanged, u8 attr);
 
 // A card has reached its final place: it is counted if it is new, and the indexes of the box follow. 71, with
-// the walk ended, for an index that cannot be opened, and the status of one that cannot take the card's entry.
-// A card that cannot be placed stands at the end of its index.
+// the walk ended, for an index that cannot be opened, and the status of one that cannot take the card's
+// entry. A card that cannot be placed stands at the end of its index.
 u32 UpdateIndexFile(BoxRecord* box, CardCopyState* copy);
 }

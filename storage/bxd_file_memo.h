@@ -8,8 +8,8 @@
 // lie together, and a table serves more than one card. Where ReadAhead makes sense of a whole file, this is
 // for a few dozen look-ups anywhere in it. The window read first gives way first.
 //
-// Each file id has one at most; a second one does nothing. It belongs to whoever may change the file by that id
-// only: a write or a cut by this id empties it, one by another id is not seen.
+// Each file id has one at most; a second one does nothing. It belongs to whoever may change the file by that
+// id only: a write or a cut by this id empties it, one by another id is not seen.
 #pragma once
 
 #include <bxd/types.h>

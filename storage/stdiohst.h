@@ -61,7 +61,8 @@ namespace bxd {
 // null or the whole has more than 255 characters.
 char* JoinPath(char* dst, const char* first, const char* second, const char* third);
 
-// Up to `len` bytes at `offset` of a stream, which keeps its position: how many have come, 0 for none or a failure.
+// Up to `len` bytes at `offset` of a stream, which keeps its position: how many have come, 0 for none or a
+// failure.
 u32 ReadStreamAt(u8 h, u32 offset, void* buf, u32 len);
 
 // Whether two names lead to one file that is there.

@@ -360,8 +360,8 @@ BXD_API u32 DecIndexCount(u8 fid);
  *   0   found
  *   64  the index cannot be opened or is none; its box is not named or cannot be opened
  *   66  there is none; `start` is no starting point, or there is no table. Also for a condition that is null,
- *       empty or malformed, names an item that the box lacks, or has one of the operators 0x94 and 0x96, which
- *       need the order of an index; and where the search meets an entry whose card is not there
+ *       empty or malformed, names an item that the box lacks, or has one of the operators 0x94 and 0x96,
+ *       which need the order of an index; and where the search meets an entry whose card is not there
  *   71  a bad handle, a read has failed, or the file ends before its end mark
  *
  * Other statuses are those of a failed reading of the box's items. *indexNo is written on success only.

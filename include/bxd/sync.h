@@ -14,8 +14,8 @@
  * The type of an index (its record IDXINF_TYPE as it was when the index was registered, index.h) says what
  * it does:
  *
- *     BXD_INDEX_TYPE_DISCHARGE  both bits: the entry of a card that is deleted stays, discharged, and one of a
- *                               card that is written is marked as changed. With BXD_INDEX_TYPE_ADDS as well
+ *     BXD_INDEX_TYPE_DISCHARGE  both bits: the entry of a card that is deleted stays, discharged, and one of
+ *                               a card that is written is marked as changed. With BXD_INDEX_TYPE_ADDS as well
  *                               (0x83) new cards come in; without it they do not
  *     BXD_INDEX_TYPE_SYNC       _BoxSyncClear works through the index, and deletes it
  *
@@ -93,8 +93,8 @@ BXD_API u32 _BoxSyncStart(const char* boxName);
  *   66   the file is shorter than the header of a box
  *   68   the storage is too full even for that
  *   71   the index table of the box is damaged, memory is short, or a read or write at the start failed
- *   255  a sync index could not be read to its end or deleted, or its name not taken out; it stays then, as do
- *        those behind it. Or the file of a sync index was missing: its name has left the box, and all others
+ *   255  a sync index could not be read to its end or deleted, or its name not taken out; it stays then, as
+ *        do those behind it. Or the file of a sync index was missing: its name has left the box, and all others
  *        were worked through
  */
 BXD_API u32 _BoxSyncClear(const char* boxName);

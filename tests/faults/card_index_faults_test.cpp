@@ -3,7 +3,8 @@
 // shows one card of each value.
 //
 // The indexes follow one after the other, when the card stands in its place. So a lost power may leave those
-// behind it that the table of the box names later; and in the one that was at work, by the order of its writes
+// behind it that the table of the box names later; and in the one that was at work, by the order of its
+// writes
 //
 //   count + 1 | the entry and the end mark | the entries from its place on                 a card comes in
 //   the follower is shown | the entry goes to the end | the entries from its place on      a card moves

@@ -2,9 +2,9 @@
 // A lost power at every write of a change to cards, in a box with three indexes: what the deep check finds
 // then, what it mends, and what a collection makes of the rest.
 //
-// The cut comes before or after each call that changes a file. Box and indexes pass, or have one of the faults
-// listed beside the change, each of which follows from its order of writes. A collection leaves a box that
-// passes, but for the faults listed as lasting.
+// The cut comes before or after each call that changes a file. Box and indexes pass, or have one of the
+// faults listed beside the change, each of which follows from its order of writes. A collection leaves a box
+// that passes, but for the faults listed as lasting.
 #include "storage/bxd_file_errors.h"
 #include "tests/faults/fault_box.h"
 

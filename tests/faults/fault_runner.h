@@ -145,7 +145,8 @@ protected:
     std::string directory() const { return home_ + "/Applications/bxd"; }
     std::string pathOf(const std::string& file) const { return directory() + "/" + file; }
 
-    // Every fault of the scenario, judged; or power cuts and torn writes alone, where an act makes many calls.
+    // Every fault of the scenario, judged; or power cuts and torn writes alone, where an act makes many
+    // calls.
     void endure(const Scenario& scenario, bool cutsOnly = false)
     {
         scenario_ = &scenario;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Faults in a synchronisation: its start, the purge of two sync indexes, and the marks. A purge that is broken
-// off is finished by a later one.
+// Faults in a synchronisation: its start, the purge of two sync indexes, and the marks. A purge that is
+// broken off is finished by a later one.
 #include <algorithm>
 
 #include "index/bxd_indx_sync.h"

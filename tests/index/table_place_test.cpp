@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A lost power may leave a table position that has not followed its table when a record before it grew: it leads
-// among the records then. Whatever would change such a table says 71 and writes nothing.
+// A lost power may leave a table position that has not followed its table when a record before it grew: it
+// leads among the records then. Whatever would change such a table says 71 and writes nothing.
 #include "index/bxd_indx_delete.h"
 #include "index/bxd_indx_entries.h"
 #include "tests/index/deletion_case.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One whole exchange with a partner: indexes that keep its marks, cards that are written, added and deleted in
-// every way while it runs, the box closed in between, the clear, and a collection behind it.
+// One whole exchange with a partner: indexes that keep its marks, cards that are written, added and deleted
+// in every way while it runs, the box closed in between, the clear, and a collection behind it.
 #include <bxd/bxd.h>
 
 #include "tests/support/card_helpers.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The memory of small reads: the same bytes come, some of them from memory, as the file is for whoever changes
-// it by the same id.
+// The memory of small reads: the same bytes come, some of them from memory, as the file is for whoever
+// changes it by the same id.
 #include "storage/bxd_file_memo.h"
 
 #include <memory>

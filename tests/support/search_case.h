@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the tests of searches in indexes share: conditions in the application's form, and an index that has its
-// sort condition in both forms.
+// What the tests of searches in indexes share: conditions in the application's form, and an index that has
+// its sort condition in both forms.
 #pragma once
 
 #include "tests/support/sort_case.h"

@@ -171,10 +171,11 @@ A query is one test, or several with "and" and "or" between them:
   ITEM blank, ITEM not blank      the text is empty or has blanks alone; it has more than those
 
 ITEM is the tag or the name of an item, in quotes where it has blanks, or any for all items (but those whose
-tags begin with a small letter): one of them has to pass. VALUE is a text in quotes for a text, "..." or '...';
-in it \" \' \\ \n \t stand for the characters that one expects. Other items take values as "bxd set" does, with
-or without quotes: 42, 2024-05-17, "2024-05-17 08:30". Texts know all operators, categories and flags is and
-contains, categories at least and at most too, numbers and times all but begins, contains and blank.
+tags begin with a small letter): one of them has to pass. VALUE is a text in quotes for a text, "..." or
+'...'; in it \" \' \\ \n \t stand for the characters that one expects. Other items take values as "bxd set"
+does, with or without quotes: 42, 2024-05-17, "2024-05-17 08:30". Texts know all operators, categories and
+flags is and contains, categories at least and at most too, numbers and times all but begins, contains and
+blank.
 
 A part of a date that is not given is equal to every one: BORN is *-12-25. An item without a value passes no
 test of a number, and stands before every date.
@@ -187,15 +188,15 @@ Tests are asked from left to right, and the first one that settles the answer en
 "and", one that holds before "or". So A and B or C is A and (B or C), A or B and C is A or (B and C).
 
 With --index only its cards are looked at, in its order; where it is sorted by the item of the first test, the
-search jumps to the first candidate and ends behind the last. Without it all cards are looked at, by their ids.
-The files are only read.
+search jumps to the first candidate and ends behind the last. Without it all cards are looked at, by their
+ids. The files are only read.
 
 Exit codes: 0 done, also where no card is found; 1 it failed; 2 the query or the options make no sense.
 
 Examples:
   bxd find words.box 'reading begins "あい" and meaning contains "love"'
   bxd find words.box 'any contains "river"' --limit 10 --format csv
-  bxd find people.box 'born at least 1970-01-01 and born below 1980-01-01 and size above 3' --index people.idx)";
+  bxd find people.box 'born at least 1970-01-01 and born below 1980-01-01' --index people.idx)";
 
 void AddFind(CLI::App* app, FindOptions* options)
 {

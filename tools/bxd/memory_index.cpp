@@ -6,7 +6,8 @@
 //   | header | 01, n, name of box  | 02, 0: no order     | 00 |
 //   +--------+---------------------+---------------------+----+
 //
-// A search takes an index without a sort condition for one that holds a single card, so there is an empty one.
+// A search takes an index without a sort condition for one that holds a single card, so there is an empty
+// one.
 #include "tools/bxd/memory_index.h"
 
 #include <bxd/bxd.h>
