@@ -94,8 +94,8 @@ BXD_API u32 _BoxSyncStart(const char* boxName);
  *   68   the storage is too full even for that
  *   71   the index table of the box is damaged, memory is short, or a read or write at the start failed
  *   255  a sync index could not be read to its end or deleted, or its name not taken out; it stays then, as
- *        do those behind it. Or the file of a sync index was missing: its name has left the box, and all others
- *        were worked through
+ *        do those behind it. Or the file of a sync index was missing: its name has left the box, and all
+ *        others were worked through
  */
 BXD_API u32 _BoxSyncClear(const char* boxName);
 
